@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# The two commands of the README:
+#   ./run.sh        set up, build, and run the main job (simulate, replay, plot)
+#   ./run.sh test   build and run every test: normal build with warnings as errors,
+#                   sanitizer build, Python tests, short fuzz runs, Cortex-M4 build
+set -euo pipefail
+cd "$(dirname "$0")"
+
+JOBS=$(nproc 2>/dev/null || echo 2)
+PY=/usr/bin/python3   # Debian's Python: the one with python3-matplotlib
+
+build() {  # build DIR [cmake options...]
+  local dir=$1; shift
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
+  cmake --build "$dir" -j "$JOBS"
+}
+
+main_job() {
+  build build
+  if [ -x scripts/demo.sh ]; then
+    scripts/demo.sh
+  else
+    build/bin/vorn_version
+  fi
+}
+
+run_tests() {
+  echo "== build (warnings as errors)"
+  build build -DVORN_WERROR=ON
+  echo "== tests"
+  (cd build && ctest --output-on-failure -j "$JOBS")
+  echo "== sanitizer build (ASan + UBSan)"
+  build build-asan -DVORN_WERROR=ON -DVORN_SANITIZE=ON -DVORN_BUILD_TOOLS=ON
+  echo "== sanitizer tests"
+  (cd build-asan && ASAN_OPTIONS=detect_leaks=0 ctest --output-on-failure -j "$JOBS" -LE slow)
+  for extra in scripts/fuzz.sh scripts/footprint.sh scripts/bench.sh; do
+    if [ -x "$extra" ]; then
+      echo "== $extra (CI mode)"
+      "$extra" --ci
+    fi
+  done
+  echo "== all tests passed"
+}
+
+scripts/deps.sh
+case "${1:-demo}" in
+  demo) main_job ;;
+  test) run_tests ;;
+  *) echo "usage: $0 [test]" >&2; exit 2 ;;
+esac
