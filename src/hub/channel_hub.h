@@ -1,0 +1,84 @@
+// The channel hub owns the six processing modules, the latest sample of every
+// input and the latest value of every output. One step visits the channels in
+// dependency order (5, 3, 1, 2, 9, 10), runs each that is due and hands each
+// module's results downstream. It also turns requested output intervals into
+// channel and input intervals and routes configuration and state sections.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "core/identifiers.h"
+#include "modules/gas_humidity_baseline_tracker.h"
+#include "modules/gas_humidity_pre_processor.h"
+#include "modules/humidity_temperature_corrector.h"
+#include "modules/iaq_estimator.h"
+#include "modules/sensor_heat_compensator.h"
+#include "modules/sensor_status_tracker.h"
+
+namespace vorn {
+
+// Channels each output needs (bit c-1 for channel c), by output id - 1 (iv0).
+inline constexpr std::array<int16_t, 21> kOutputChannels = {
+    23, 23, 23, 23, 29, 0, 0, 0, 0, 352, 480, 16, 16, 256, 768, 21, 21, 21, 21, 21, 23};
+// Inputs each output needs (bit i-1 for input i), by output id - 1 (iv1).
+inline constexpr std::array<int32_t, 21> kOutputInputs = {
+    0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0x4,      0x1,
+    0x2,      0x8,      0x9FFFF4, 0x9FFFF6, 0x800008, 0x800008, 0x802004,
+    0x802006, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E};
+// Channels that must have been scheduled earlier in the same step, by channel id - 1 (iv2).
+inline constexpr std::array<int16_t, 10> kChannelUpstream = {20, 17, 16, 5, 0, 256, 32, 64, 0, 256};
+// Inputs that need a new sample in the step, by channel id - 1 (iv3).
+inline constexpr std::array<int8_t, 10> kChannelInputs = {0, 0, 14, 0, 8, 4, 4, 6, 4, 6};
+
+struct ChannelHub {
+    GasHumidityPreProcessor preProcessor;          // channel 3
+    IaqEstimator iaqEstimator;                     // channel 2
+    GasHumidityBaselineTracker baselineTracker;    // channel 1
+    SensorHeatCompensator heatCompensator;         // channel 9
+    SensorStatusTracker statusTracker;             // channel 5
+    HumidityTemperatureCorrector humidityCorrector;  // channel 10
+    std::array<int64_t, kInputCount> inputTimestamp;    // ns; 0 = no sample yet
+    std::array<int64_t, kOutputCount> outputTimestamp;  // ns
+    std::array<float, kInputCount> inputValue;
+    std::array<float, kOutputCount> outputValue;
+    uint32_t newInputMask;      // bit id-1: new sample since the last step
+    std::array<uint8_t, kOutputCount> outputAccuracy;
+    uint32_t outputValidMask;   // bit id-1: value produced and not yet read
+    uint32_t channelRunMask;    // bit id-1: scheduled in the current step
+    std::array<uint16_t, kChannelCount> channelSamplIntvl;  // 10 ms units; 65535 = off
+    std::array<uint16_t, kInputCount> inputSamplIntvl;      // 65535 = not required
+    std::array<uint16_t, kOutputCount> outputSamplIntvl;    // 65535 = not subscribed
+    std::array<uint16_t, kChannelCount> downsamplingFactor;
+    std::array<uint16_t, kChannelCount> downsamplingCounter;
+
+    ChannelHub();
+
+    // Store a sample of a valid input id unless its time stamp repeats the stored one.
+    void setInput(uint8_t id, int64_t timestamp, float value);
+    // Readiness of an existing channel; advances its counter and marks it scheduled.
+    bool isChannelReady(uint32_t id);
+    // One processing step over all channels and the pass-through outputs.
+    void doStep();
+    bool isOutputValid(uint8_t id) const;
+    // Read a valid output id and clear its valid bit.
+    void getOutput(uint8_t id, float& value, int64_t& timestamp, uint8_t& accuracy);
+
+    // Sample intervals: all off, factors 1, counters 0.
+    void resetSamplIntvls();
+    // Record one output's interval and lower its channels' and inputs' intervals to it.
+    void updateOutputSamplIntvl(uint8_t id, uint16_t interval);
+    void recalculateDownsampling();
+    // Hand channel id's current interval to its module (ids without a module, and 9, do nothing).
+    void updateChannelInterfaceDependency(uint32_t id);
+
+    // Section routing by channel id: length 0 / RC_E_SECTION_UNKNOWN for ids without a module.
+    uint32_t getChannelConfiguration(uint32_t id, uint8_t* work, uint32_t workSize,
+                                     uint32_t minCount) const;
+    uint32_t getChannelState(uint32_t id, uint8_t* work, uint32_t workSize,
+                             uint32_t minCount) const;
+    int32_t configureChannel(uint32_t id, const uint8_t* section, uint32_t length);
+    int32_t setChannelState(uint32_t id, const uint8_t* section, uint32_t length);
+};
+
+}  // namespace vorn
