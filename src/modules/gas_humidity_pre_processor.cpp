@@ -1,1 +1,85 @@
-// placeholder: being written
+// Gas humidity pre-processor: floors and logs the gas resistance, smooths the three
+// signals and derives the smoothing coefficients from the bandwidths.
+#include "modules/gas_humidity_pre_processor.h"
+
+#include "serialization/section.h"
+
+namespace vorn {
+
+namespace {
+
+// Below this resistance (ohm) the reading is not trusted; log10 of it is 1.0, so a
+// seeded log gas state never returns to 0.0 (the "not seeded" mark) by itself.
+constexpr float kGasResistanceFloor = 10.0f;
+constexpr float kUnitsPerSecond = 100.0f;  // one interval unit is 10 ms
+
+constexpr uint32_t kSectionFields = 1;
+constexpr uint32_t kSectionBytes = sizeof(Vec3);
+
+}  // namespace
+
+void GasHumidityPreProcessor::reset() {
+    bandwidth = kDefaultBandwidth;
+    for (uint8_t i = 0; i < gasFilter.size && i < gasFilter.state.size(); ++i) {
+        gasFilter.state[i] = 0.0f;
+    }
+}
+
+void GasHumidityPreProcessor::doStep(float& logGas, float& temperature, float& humidity,
+                                     float gasResistance, float rawTemperature, float rawHumidity) {
+    // Written so that NaN also takes the floor.
+    float gas = gasResistance > kGasResistanceFloor ? gasResistance : kGasResistanceFloor;
+    vorn::log10(gas);
+    const Vec3 x = {gas, rawTemperature, rawHumidity};
+
+    Vec3& state = gasFilter.state;
+    if (state[0] == 0.0f) state = x;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        state[i] = (x[i] - state[i]) * gasFilter.coeff[i] + state[i];
+    }
+    logGas = state[0];
+    temperature = state[1];
+    humidity = state[2];
+}
+
+void GasHumidityPreProcessor::updateInterfaceDependency(uint16_t interval) {
+    const float halfSampleRate = (kUnitsPerSecond / static_cast<float>(interval)) * 0.5f;  // Hz
+    Vec3 w;
+    for (std::size_t i = 0; i < w.size(); ++i) {
+        w[i] = bandwidth[i] / halfSampleRate;
+        if (w[i] > 1.0f) w[i] = 1.0f;
+    }
+    setCoeffFromBandwidth(gasFilter.coeff, w);
+}
+
+uint32_t GasHumidityPreProcessor::getConfiguration(uint8_t* buffer, uint32_t capacity,
+                                                   uint32_t minCount) const {
+    return SectionWriter(channelId, buffer, capacity, kSectionFields, minCount)
+        .add(bandwidth)
+        .finish();
+}
+
+uint32_t GasHumidityPreProcessor::getState(uint8_t* buffer, uint32_t capacity,
+                                           uint32_t minCount) const {
+    return SectionWriter(channelId, buffer, capacity, kSectionFields, minCount)
+        .add(gasFilter.state)
+        .finish();
+}
+
+int32_t GasHumidityPreProcessor::configure(const uint8_t* section, uint32_t length) {
+    SectionReader reader;
+    const int32_t status = reader.open(channelId, section, length, kSectionBytes);
+    if (status != RC_OK) return status;
+    reader.read(bandwidth);
+    return RC_OK;
+}
+
+int32_t GasHumidityPreProcessor::setState(const uint8_t* section, uint32_t length) {
+    SectionReader reader;
+    const int32_t status = reader.open(channelId, section, length, kSectionBytes);
+    if (status != RC_OK) return status;
+    reader.read(gasFilter.state);
+    return RC_OK;
+}
+
+}  // namespace vorn

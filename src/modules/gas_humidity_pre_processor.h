@@ -1,6 +1,12 @@
 // Channel 3: smooths log10 of the gas resistance, the temperature and the humidity
 // with first-order filters whose coefficients follow the channel's sample
 // interval. Feeds the baseline tracker in the same step; no output of its own.
+//
+// Decisions where the contract leaves room:
+// - A configuration or state section shorter than its 12-byte field is refused with
+//   RC_E_SECTION_SHORT and changes nothing.
+// - Configuring stores the bandwidths only; the coefficients follow at the next
+//   updateInterfaceDependency.
 #pragma once
 
 #include <cstdint>
@@ -10,23 +16,32 @@
 namespace vorn {
 
 struct GasHumidityPreProcessor {
-    uint32_t channelId;              // 3
-    ExpSmoothingVorn<3> gasFilter;   // log gas, temperature, humidity; state[0] 0.0 = not seeded
-    Vec3 bandwidth;                  // Hz, per element (configuration)
+    uint32_t channelId;             // 3
+    ExpSmoothingVorn<3> gasFilter;  // log gas, temperature, humidity; state[0] 0.0 = not seeded
+    Vec3 bandwidth;                 // Hz, per element (configuration)
 
-    GasHumidityPreProcessor();
+    static constexpr uint32_t kChannelId = 3;
+    // The gas signal gets eight times the bandwidth of temperature and humidity.
+    static constexpr Vec3 kDefaultBandwidth = {0.02f, 0.0025f, 0.0025f};  // Hz
+
+    constexpr GasHumidityPreProcessor()
+        : channelId(kChannelId), gasFilter(), bandwidth(kDefaultBandwidth) {}
 
     // Bandwidths 0.02, 0.0025, 0.0025 Hz and the filter states 0.0.
     void reset();
 
-    // One step: gas resistance (ohm), temperature (C), humidity (%) in; the
-    // smoothed log10 gas, temperature and humidity out.
+    // One step: gas resistance (ohm, floored at 10; NaN counts as the floor),
+    // temperature (C), humidity (%) in; the smoothed log10 gas, temperature and
+    // humidity out. The first step, or the first after a state with log gas 0.0,
+    // seeds the filter with the inputs.
     void doStep(float& logGas, float& temperature, float& humidity, float gasResistance,
                 float rawTemperature, float rawHumidity);
     // Recompute the three coefficients for the interval (10 ms units).
     void updateInterfaceDependency(uint16_t interval);
 
-    // Sections (written for the hub): configuration = bandwidth, state = filter state.
+    // Sections (written for the hub), 16 bytes each with the header:
+    // configuration = bandwidth, state = filter state (3 x f32 each). Readers return
+    // RC_E_SECTION_SHORT or RC_E_SECTION_UNKNOWN and change nothing, else RC_OK.
     uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
     uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
     int32_t configure(const uint8_t* section, uint32_t length);

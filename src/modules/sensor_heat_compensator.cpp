@@ -1,1 +1,104 @@
-// placeholder: being written
+// Sensor heat compensator: the self-heating term by gas interval and the module's
+// sections.
+#include "modules/sensor_heat_compensator.h"
+
+#include "core/identifiers.h"
+#include "math/numeric.h"
+#include "serialization/section.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr double kNanosPerSecond = 1e9;
+constexpr uint16_t kFixedTermInterval = 1800;  // uses fixedCompensation
+constexpr int kNoClass = -1;
+
+constexpr uint32_t kConfigurationFields = 5;
+constexpr uint32_t kConfigurationBytes = 4 * sizeof(std::array<float, 5>) + sizeof(float);
+constexpr uint32_t kStateFields = 1;
+constexpr uint32_t kStateBytes = sizeof(int64_t);
+
+// Gas intervals (10 ms units) that have fitted coefficients, with their index
+// (interval class - 1). Class 3 is carried but never chosen.
+struct IntervalClass {
+    uint16_t gasInterval;
+    int index;
+};
+constexpr std::array<IntervalClass, 4> kIntervalClasses = {
+    {{30000, 0}, {6000, 1}, {300, 3}, {100, 4}}};
+
+int coefficientIndex(uint16_t gasInterval) {
+    for (const IntervalClass& entry : kIntervalClasses) {
+        if (entry.gasInterval == gasInterval) return entry.index;
+    }
+    return kNoClass;
+}
+
+// Seconds from `earlier` to `later`. The int64 difference is exact where it does
+// not overflow; beyond that the two stamps are subtracted in double precision.
+double secondsBetween(int64_t later, int64_t earlier) {
+    int64_t difference = 0;
+    if (__builtin_sub_overflow(later, earlier, &difference)) {
+        return (static_cast<double>(later) - static_cast<double>(earlier)) / kNanosPerSecond;
+    }
+    return static_cast<double>(difference) / kNanosPerSecond;
+}
+
+}  // namespace
+
+float SensorHeatCompensator::doStep(int64_t gasTimestamp, int64_t temperatureTimestamp,
+                                    uint16_t gasInterval, float temperature,
+                                    float temperatureOffset) {
+    float heating = 0.0f;
+    if (gasInterval == kFixedTermInterval) {
+        heating = fixedCompensation;
+    } else if (const int k = coefficientIndex(gasInterval);
+               k != kNoClass && !isEqual(prevGasTimestamp, kNoTimestamp)) {
+        const auto index = static_cast<std::size_t>(k);
+        const double seconds = secondsBetween(temperatureTimestamp, prevGasTimestamp);
+        const auto squared = static_cast<float>(seconds * seconds);
+        const auto t = static_cast<float>(seconds);
+        heating =
+            (coeffA[index] * t + coeffC[index]) / ((coeffB[index] * t + squared) + coeffD[index]);
+    }
+    // The reference moves only after the term used the previous gas step.
+    if (gasTimestamp != kNoTimestamp) prevGasTimestamp = gasTimestamp;
+    return (temperature - heating) - temperatureOffset;
+}
+
+uint32_t SensorHeatCompensator::getConfiguration(uint8_t* buffer, uint32_t capacity,
+                                                 uint32_t minCount) const {
+    return SectionWriter(channelId, buffer, capacity, kConfigurationFields, minCount)
+        .add(coeffA)
+        .add(coeffC)
+        .add(coeffB)
+        .add(coeffD)
+        .add(fixedCompensation)
+        .finish();
+}
+
+uint32_t SensorHeatCompensator::getState(uint8_t* buffer, uint32_t capacity,
+                                         uint32_t minCount) const {
+    return SectionWriter(channelId, buffer, capacity, kStateFields, minCount)
+        .add(prevGasTimestamp)
+        .finish();
+}
+
+int32_t SensorHeatCompensator::configure(const uint8_t* section, uint32_t length) {
+    SectionReader reader;
+    const int32_t status = reader.open(channelId, section, length, kConfigurationBytes);
+    if (status != RC_OK) return status;
+    reader.read(coeffA).read(coeffC).read(coeffB).read(coeffD).read(fixedCompensation);
+    return RC_OK;
+}
+
+int32_t SensorHeatCompensator::setState(const uint8_t* section, uint32_t length) {
+    SectionReader reader;
+    const int32_t status = reader.open(channelId, section, length, kStateBytes);
+    if (status != RC_OK) return status;
+    reader.read(prevGasTimestamp);
+    return RC_OK;
+}
+
+}  // namespace vorn

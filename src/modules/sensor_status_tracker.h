@@ -2,6 +2,17 @@
 // operating time (survives interruptions) and the continuous time since the last
 // gap, each latching a flag at its requirement. Its flags gate the baseline
 // learning; its continuous-time progress blends the IAQ indices after a gap.
+//
+// Decisions where the contract leaves room:
+// - A configuration or state section shorter than its fields is refused with
+//   RC_E_SECTION_SHORT and changes nothing.
+// - gapFactor is stored as read, never range-checked. Only positive values are
+//   meaningful: 0 gives a gap limit of 0 ns, so every step with a new time stamp is an
+//   interruption; a negative value is taken as its 32-bit two's complement and wraps
+//   to a gap limit of many days (about 248 days for -1 at interval 300).
+// - Time differences are formed without signed overflow. A step whose true distance
+//   from the previous one exceeds the int64 range is an interruption (it is far beyond
+//   any gap limit), whatever wrapped arithmetic would have made of it.
 #pragma once
 
 #include <cstdint>
@@ -9,25 +20,45 @@
 namespace vorn {
 
 struct SensorStatusTracker {
-    uint32_t channelId;               // 5; section id of both sections
-    int64_t lastTimestamp;            // ns of the previous step; 0 = none
-    float continuousTime;             // ns of uninterrupted operation counted
-    float accumulatedTime;            // ns of operation counted, kept across gaps
-    float accumulatedTimeRequired;    // ns (configuration)
-    float continuousTimeRequired;     // ns (derived from the interval)
-    int64_t maxGap;                   // ns; longest continuous step (derived)
-    int8_t gapFactor;                 // intervals in the gap limit, before x1.5 (configuration)
-    uint8_t accumulatedTimeReached;   // flag
-    uint8_t continuousTimeReached;    // flag
+    uint32_t channelId;              // 5; section id of both sections
+    int64_t lastTimestamp;           // ns of the previous step; 0 = none
+    float continuousTime;            // ns of uninterrupted operation counted
+    float accumulatedTime;           // ns of operation counted, kept across gaps
+    float accumulatedTimeRequired;   // ns (configuration)
+    float continuousTimeRequired;    // ns (derived from the interval)
+    int64_t maxGap;                  // ns; longest continuous step (derived)
+    int8_t gapFactor;                // intervals in the gap limit, before x1.5 (configuration)
+    uint8_t accumulatedTimeReached;  // flag
+    uint8_t continuousTimeReached;   // flag
 
-    SensorStatusTracker();
+    static constexpr uint32_t kChannelId = 5;
+    static constexpr float kDefaultContinuousTimeRequired = 1.2e12f;  // ns: 1200 s
 
-    // One step with the gas time stamp t (ns).
+    constexpr SensorStatusTracker()
+        : channelId(kChannelId),
+          lastTimestamp(0),
+          continuousTime(0.0f),
+          accumulatedTime(0.0f),
+          accumulatedTimeRequired(0.0f),
+          continuousTimeRequired(kDefaultContinuousTimeRequired),
+          maxGap(0),
+          gapFactor(1),
+          accumulatedTimeReached(0),
+          continuousTimeReached(0) {}
+
+    // One step with the gas time stamp t (ns): the two flags and the continuous-time
+    // progress (0..1) out. Earlier or repeated time stamps are not errors: earlier is
+    // an interruption, equal a continuous step of length 0.
     void doStep(int64_t t, uint8_t& accumulatedFlag, uint8_t& continuousFlag, float& progress);
     // Derive maxGap and continuousTimeRequired from the interval (10 ms units), or
-    // stop the continuous clock for 65535.
+    // stop the continuous clock for 65535 (the accumulated clock is kept).
     void updateInterfaceDependency(uint16_t interval);
 
+    // Configuration: accumulatedTimeRequired (f32), gapFactor (i8); 9 bytes with header.
+    // State: lastTimestamp (i64), accumulatedTime, continuousTime (f32), the two flags
+    // (u8); 22 bytes with header. Readers return RC_E_SECTION_SHORT or
+    // RC_E_SECTION_UNKNOWN and change nothing, else RC_OK; reading a configuration
+    // does not re-derive maxGap.
     uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
     uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
     int32_t configure(const uint8_t* section, uint32_t length);
