@@ -19,9 +19,10 @@ inline constexpr uint32_t kSectionHeaderSize = 4;
 uint32_t prepareSerializationHeader(uint8_t id, uint8_t* section, uint32_t capacity,
                                     uint32_t& fieldCount, uint32_t minCount);
 
-// Check a section header: RC_E_SECTION_SHORT when length < 4, RC_E_SECTION_UNKNOWN
-// when byte 2 is not the low byte of expectedId, else RC_OK with position 4 and
-// statedLength the u16 at bytes 0-1. All outputs are 0 on failure.
+// Check a section header. RC_E_SECTION_SHORT when length < 4 (both outputs 0, no
+// byte read); otherwise position 4 and statedLength the u16 at bytes 0-1, and
+// RC_E_SECTION_UNKNOWN when byte 2 is not the low byte of expectedId, else RC_OK.
+// The stated length is informational: the length passed in is the one that counts.
 int32_t checkSerializationHeader(uint32_t expectedId, const uint8_t* section, uint32_t length,
                                  uint32_t& statedLength, uint32_t& position);
 
