@@ -1,1 +1,223 @@
-// placeholder: being written
+// One processing step of the channel hub: the readiness test of each channel, the
+// six modules run in dependency order with their results handed downstream on
+// the stack, and the pass-through copies of raw inputs. Also the hub's input store
+// and output read-out, which the processing step and the scheduler use.
+#include "hub/channel_hub.h"
+
+#include <cmath>
+
+#include "math/numeric.h"
+#include "vorn/vorn.h"
+
+namespace vorn {
+
+namespace {
+
+// The IAQ estimator's five results, in the order it returns them.
+constexpr std::array<uint32_t, 5> kIaqOutputs = {OUT_IAQ_INDEX, OUT_IAQ_FIXED_SCALE,
+                                                 OUT_LINEAR_ESTIMATE, OUT_EXPONENTIAL_ESTIMATE,
+                                                 OUT_GAS_SCALE_PERCENT};
+
+// Raw inputs copied to outputs, in the order they are copied.
+struct PassThrough {
+    uint32_t output;
+    uint32_t input;
+};
+constexpr std::array<PassThrough, 4> kPassThroughs = {{
+    {OUT_PASSTHROUGH_TEMPERATURE, IN_TEMPERATURE},
+    {OUT_PASSTHROUGH_PRESSURE, IN_PRESSURE},
+    {OUT_PASSTHROUGH_HUMIDITY, IN_HUMIDITY},
+    {OUT_PASSTHROUGH_GAS, IN_GAS_RESISTANCE},
+}};
+
+constexpr float kMaxAccuracy = 255.0f;  // largest value an accuracy byte holds
+
+constexpr uint32_t bit(uint32_t id) {
+    return 1u << (id - 1);
+}
+
+// Values the modules hand to each other within one step. All start at 0 and the
+// gas-step time stamp at "none", so a channel that did not run passes on zeros.
+struct StepExchange {
+    int64_t gasStepTimestamp = kNoTimestamp;
+    uint8_t accumulatedFlag = 0;
+    uint8_t continuousFlag = 0;
+    float progress = 0.0f;
+    float logGas = 0.0f;
+    float temperature = 0.0f;
+    float humidity = 0.0f;
+    BaselineBounds bounds{};
+    float compensatedLogGas = 0.0f;
+    float compensatedTemperature = 0.0f;
+};
+
+// Accuracy grade as a byte: rounded half away from zero; NaN and values below 0
+// give 0 and values above 255 give 255, so no float reaches an out-of-range cast.
+uint8_t accuracyByte(float accuracy) {
+    if (std::isnan(accuracy) || accuracy <= 0.0f) return 0;
+    if (accuracy >= kMaxAccuracy) return static_cast<uint8_t>(kMaxAccuracy);
+    return static_cast<uint8_t>(roundd(static_cast<double>(accuracy)));
+}
+
+float inputOf(const ChannelHub& hub, uint32_t id) {
+    return hub.inputValue[inputIndex(id)];
+}
+int64_t timestampOf(const ChannelHub& hub, uint32_t id) {
+    return hub.inputTimestamp[inputIndex(id)];
+}
+
+void storeOutput(ChannelHub& hub, uint32_t id, float value, int64_t timestamp,
+                 uint8_t accuracy = 0) {
+    const int slot = outputIndex(id);
+    hub.outputValue[slot] = value;
+    hub.outputTimestamp[slot] = timestamp;
+    hub.outputAccuracy[slot] = accuracy;
+    hub.outputValidMask |= bit(id);
+}
+
+void runStatusTracker(ChannelHub& hub, StepExchange& x) {
+    x.gasStepTimestamp = timestampOf(hub, IN_GAS_RESISTANCE);
+    hub.statusTracker.doStep(x.gasStepTimestamp, x.accumulatedFlag, x.continuousFlag, x.progress);
+    storeOutput(hub, OUT_ACCUMULATED_TIME_FLAG, static_cast<float>(x.accumulatedFlag),
+                x.gasStepTimestamp);
+    storeOutput(hub, OUT_CONTINUOUS_TIME_FLAG, static_cast<float>(x.continuousFlag),
+                x.gasStepTimestamp);
+}
+
+void runPreProcessor(ChannelHub& hub, StepExchange& x) {
+    hub.preProcessor.doStep(x.logGas, x.temperature, x.humidity, inputOf(hub, IN_GAS_RESISTANCE),
+                            inputOf(hub, IN_TEMPERATURE), inputOf(hub, IN_HUMIDITY));
+}
+
+void runBaselineTracker(ChannelHub& hub, StepExchange& x) {
+    const bool modifiedHeating = inputOf(hub, IN_MOD_HEATING_FLAG) != 0.0f;
+    hub.baselineTracker.doStep(x.accumulatedFlag, x.continuousFlag, modifiedHeating, x.bounds,
+                               x.compensatedLogGas, x.logGas, x.temperature, x.humidity,
+                               inputOf(hub, IN_BASELINE_INDEX));
+    storeOutput(hub, OUT_COMPENSATED_LOG_GAS, x.compensatedLogGas, x.gasStepTimestamp);
+}
+
+void runIaqEstimator(ChannelHub& hub, const StepExchange& x) {
+    IaqResults results{};
+    hub.iaqEstimator.doStep(x.bounds, results, x.compensatedLogGas, x.progress);
+    for (std::size_t i = 0; i < kIaqOutputs.size(); ++i) {
+        storeOutput(hub, kIaqOutputs[i], results[i].value, x.gasStepTimestamp,
+                    accuracyByte(results[i].accuracy));
+    }
+}
+
+void runHeatCompensator(ChannelHub& hub, StepExchange& x) {
+    const int64_t temperatureTimestamp = timestampOf(hub, IN_TEMPERATURE);
+    x.compensatedTemperature = hub.heatCompensator.doStep(
+        x.gasStepTimestamp, temperatureTimestamp, hub.baselineTracker.samplIntvl,
+        inputOf(hub, IN_TEMPERATURE), inputOf(hub, IN_TEMPERATURE_OFFSET));
+    storeOutput(hub, OUT_COMPENSATED_TEMPERATURE, x.compensatedTemperature, temperatureTimestamp);
+}
+
+void runHumidityCorrector(ChannelHub& hub, const StepExchange& x) {
+    const float humidity = hub.humidityCorrector.doStep(
+        inputOf(hub, IN_TEMPERATURE), x.compensatedTemperature, inputOf(hub, IN_HUMIDITY));
+    storeOutput(hub, OUT_COMPENSATED_HUMIDITY, humidity, timestampOf(hub, IN_TEMPERATURE));
+}
+
+// Pass-through outputs ignore the inhibit input and the channels: a subscribed
+// output follows every new sample of its input.
+void copyPassThroughs(ChannelHub& hub) {
+    for (const PassThrough& p : kPassThroughs) {
+        const bool subscribed = hub.outputSamplIntvl[outputIndex(p.output)] != kIntervalOff;
+        const bool fresh = (hub.newInputMask & bit(p.input)) != 0;
+        if (subscribed && fresh) {
+            storeOutput(hub, p.output, inputOf(hub, p.input), timestampOf(hub, p.input));
+        }
+    }
+}
+
+}  // namespace
+
+ChannelHub::ChannelHub()
+    : preProcessor(),
+      iaqEstimator(),
+      baselineTracker(),
+      heatCompensator(),
+      statusTracker(),
+      humidityCorrector(channel::kHumidityCorrector),
+      inputTimestamp{},
+      outputTimestamp{},
+      inputValue{},
+      outputValue{},
+      newInputMask(0),
+      outputAccuracy{},
+      outputValidMask(0),
+      channelRunMask(0),
+      channelSamplIntvl{},
+      inputSamplIntvl{},
+      outputSamplIntvl{},
+      downsamplingFactor{},
+      downsamplingCounter{} {
+    resetSamplIntvls();
+}
+
+void ChannelHub::setInput(uint8_t id, int64_t timestamp, float value) {
+    if (!isInputId(id)) return;
+    const int slot = inputIndex(id);
+    // A repeated time stamp is the same sample again: keep the first value and do
+    // not make any channel ready a second time.
+    if (isEqual(inputTimestamp[slot], timestamp)) return;
+    inputValue[slot] = value;
+    inputTimestamp[slot] = timestamp;
+    newInputMask |= bit(id);
+}
+
+bool ChannelHub::isChannelReady(uint32_t id) {
+    if (!isChannelId(id)) return false;
+    const int k = channelIndex(id);
+    if (channelSamplIntvl[k] == kIntervalOff) return false;
+    const auto upstream = static_cast<uint32_t>(kChannelUpstream[id - 1]);
+    if ((upstream & ~channelRunMask) != 0) return false;
+    const auto inputs = static_cast<uint32_t>(kChannelInputs[id - 1]);
+    if ((inputs & ~newInputMask) != 0) return false;
+    // A factor of 0 cannot come out of the interval propagation; should one be
+    // stored anyway it counts as 1 instead of dividing by zero.
+    const auto next = static_cast<uint16_t>(downsamplingCounter[k] + 1u);
+    const uint16_t factor = downsamplingFactor[k];
+    downsamplingCounter[k] = factor == 0 ? uint16_t{0} : static_cast<uint16_t>(next % factor);
+    if (downsamplingCounter[k] != 0) return false;
+    channelRunMask |= bit(id);
+    return true;
+}
+
+void ChannelHub::doStep() {
+    channelRunMask = 0;
+    StepExchange x;
+    // Readiness is tested before the inhibit input, so an inhibited step still
+    // advances the counters and marks channels as scheduled for those downstream.
+    const bool inhibited = inputOf(*this, IN_PROCESSING_INHIBIT) != 0.0f;
+    if (isChannelReady(channel::kStatusTracker) && !inhibited) runStatusTracker(*this, x);
+    if (isChannelReady(channel::kPreProcessor) && !inhibited) runPreProcessor(*this, x);
+    if (isChannelReady(channel::kBaselineTracker) && !inhibited) runBaselineTracker(*this, x);
+    if (isChannelReady(channel::kIaqEstimator) && !inhibited) runIaqEstimator(*this, x);
+    if (isChannelReady(channel::kHeatCompensator) && !inhibited) runHeatCompensator(*this, x);
+    if (isChannelReady(channel::kHumidityCorrector) && !inhibited) runHumidityCorrector(*this, x);
+    copyPassThroughs(*this);
+    newInputMask = 0;
+}
+
+bool ChannelHub::isOutputValid(uint8_t id) const {
+    return isOutputId(id) && (outputValidMask & bit(id)) != 0;
+}
+
+void ChannelHub::getOutput(uint8_t id, float& value, int64_t& timestamp, uint8_t& accuracy) {
+    if (!isOutputId(id)) {
+        value = 0.0f;
+        timestamp = 0;
+        accuracy = 0;
+        return;
+    }
+    const int slot = outputIndex(id);
+    value = outputValue[slot];
+    timestamp = outputTimestamp[slot];
+    accuracy = outputAccuracy[slot];
+    outputValidMask &= ~bit(id);
+}
+
+}  // namespace vorn

@@ -3,6 +3,13 @@
 // dependency order (5, 3, 1, 2, 9, 10), runs each that is due and hands each
 // module's results downstream. It also turns requested output intervals into
 // channel and input intervals and routes configuration and state sections.
+//
+// Callers pass only valid identifiers; should one not be, the hub stays inside its
+// arrays and changes nothing: setInput ignores an id outside the input set,
+// isOutputValid answers false and getOutput returns 0 values for an id outside the
+// output set, isChannelReady answers false for an id without a module, and
+// updateOutputSamplIntvl ignores an id outside the output set. A downsampling
+// factor of 0, which the interval propagation never produces, counts as 1.
 #pragma once
 
 #include <array>
@@ -18,6 +25,17 @@
 
 namespace vorn {
 
+// Channel identifiers of the six modules; each is also the id of its module's
+// configuration and state sections. Ids 4, 6, 7 and 8 have no module.
+namespace channel {
+inline constexpr uint32_t kBaselineTracker = 1;
+inline constexpr uint32_t kIaqEstimator = 2;
+inline constexpr uint32_t kPreProcessor = 3;
+inline constexpr uint32_t kStatusTracker = 5;
+inline constexpr uint32_t kHeatCompensator = 9;
+inline constexpr uint32_t kHumidityCorrector = 10;
+}  // namespace channel
+
 // Channels each output needs (bit c-1 for channel c), by output id - 1 (iv0).
 inline constexpr std::array<int16_t, 21> kOutputChannels = {
     23, 23, 23, 23, 29, 0, 0, 0, 0, 352, 480, 16, 16, 256, 768, 21, 21, 21, 21, 21, 23};
@@ -32,20 +50,20 @@ inline constexpr std::array<int16_t, 10> kChannelUpstream = {20, 17, 16, 5, 0, 2
 inline constexpr std::array<int8_t, 10> kChannelInputs = {0, 0, 14, 0, 8, 4, 4, 6, 4, 6};
 
 struct ChannelHub {
-    GasHumidityPreProcessor preProcessor;          // channel 3
-    IaqEstimator iaqEstimator;                     // channel 2
-    GasHumidityBaselineTracker baselineTracker;    // channel 1
-    SensorHeatCompensator heatCompensator;         // channel 9
-    SensorStatusTracker statusTracker;             // channel 5
-    HumidityTemperatureCorrector humidityCorrector;  // channel 10
+    GasHumidityPreProcessor preProcessor;               // channel 3
+    IaqEstimator iaqEstimator;                          // channel 2
+    GasHumidityBaselineTracker baselineTracker;         // channel 1
+    SensorHeatCompensator heatCompensator;              // channel 9
+    SensorStatusTracker statusTracker;                  // channel 5
+    HumidityTemperatureCorrector humidityCorrector;     // channel 10
     std::array<int64_t, kInputCount> inputTimestamp;    // ns; 0 = no sample yet
     std::array<int64_t, kOutputCount> outputTimestamp;  // ns
     std::array<float, kInputCount> inputValue;
     std::array<float, kOutputCount> outputValue;
-    uint32_t newInputMask;      // bit id-1: new sample since the last step
+    uint32_t newInputMask;  // bit id-1: new sample since the last step
     std::array<uint8_t, kOutputCount> outputAccuracy;
-    uint32_t outputValidMask;   // bit id-1: value produced and not yet read
-    uint32_t channelRunMask;    // bit id-1: scheduled in the current step
+    uint32_t outputValidMask;  // bit id-1: value produced and not yet read
+    uint32_t channelRunMask;   // bit id-1: scheduled in the current step
     std::array<uint16_t, kChannelCount> channelSamplIntvl;  // 10 ms units; 65535 = off
     std::array<uint16_t, kInputCount> inputSamplIntvl;      // 65535 = not required
     std::array<uint16_t, kOutputCount> outputSamplIntvl;    // 65535 = not subscribed

@@ -1,0 +1,118 @@
+// The hub's schedule: turns each subscribed output interval into the intervals of
+// the channels and inputs it needs, derives how many eligible steps each channel
+// skips, and hands a channel's interval to its module so that the module can
+// recompute its interval-dependent parameters.
+#include <algorithm>
+
+#include "hub/channel_hub.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr uint16_t kNoDownsampling = 1;
+
+// Channel ids in the order their factors are computed.
+constexpr std::array<uint32_t, 6> kChannelIds = {
+    channel::kBaselineTracker, channel::kIaqEstimator,    channel::kPreProcessor,
+    channel::kStatusTracker,   channel::kHeatCompensator, channel::kHumidityCorrector};
+
+constexpr bool hasBit(uint32_t mask, uint32_t id) {
+    return ((mask >> (id - 1)) & 1u) != 0;
+}
+
+// Lower `interval` to `limit`: an interval follows the fastest output that needs it.
+void lowerTo(uint16_t& interval, uint16_t limit) {
+    interval = std::min(interval, limit);
+}
+
+// The slowest active source a channel waits for: its upstream channels and its
+// required inputs; 0 when none of them is active.
+uint16_t slowestSource(const ChannelHub& hub, uint32_t id) {
+    uint16_t slowest = 0;
+    const auto upstream = static_cast<uint32_t>(kChannelUpstream[id - 1]);
+    for (uint32_t c = 1; c <= kMaxChannelId; ++c) {
+        if (!isChannelId(c) || !hasBit(upstream, c)) continue;
+        const uint16_t interval = hub.channelSamplIntvl[channelIndex(c)];
+        if (interval != kIntervalOff) slowest = std::max(slowest, interval);
+    }
+    const auto inputs = static_cast<uint32_t>(static_cast<uint8_t>(kChannelInputs[id - 1]));
+    for (uint32_t i = 1; i <= kMaxInputId; ++i) {
+        if (!isInputId(i) || !hasBit(inputs, i)) continue;
+        const uint16_t interval = hub.inputSamplIntvl[inputIndex(i)];
+        if (interval != kIntervalOff) slowest = std::max(slowest, interval);
+    }
+    return slowest;
+}
+
+// channel / source rounded to the nearest integer, halves upward, in 16 bits.
+uint16_t roundedRatio(uint16_t channelInterval, uint16_t source) {
+    auto q = static_cast<uint16_t>(channelInterval / source);
+    const auto r = static_cast<uint16_t>(channelInterval % source);
+    const auto half = static_cast<uint16_t>(source / 2 + source % 2);
+    if (r != 0 && r >= half) q = static_cast<uint16_t>(q + 1);
+    return q;
+}
+
+}  // namespace
+
+void ChannelHub::resetSamplIntvls() {
+    channelSamplIntvl.fill(kIntervalOff);
+    inputSamplIntvl.fill(kIntervalOff);
+    outputSamplIntvl.fill(kIntervalOff);
+    downsamplingFactor.fill(kNoDownsampling);
+    downsamplingCounter.fill(0);
+}
+
+void ChannelHub::updateOutputSamplIntvl(uint8_t id, uint16_t interval) {
+    if (!isOutputId(id)) return;
+    outputSamplIntvl[outputIndex(id)] = interval;
+    const auto channels = static_cast<uint32_t>(static_cast<uint16_t>(kOutputChannels[id - 1]));
+    for (uint32_t c = 1; c <= kMaxChannelId; ++c) {
+        if (isChannelId(c) && hasBit(channels, c))
+            lowerTo(channelSamplIntvl[channelIndex(c)], interval);
+    }
+    const auto inputs = static_cast<uint32_t>(kOutputInputs[id - 1]);
+    for (uint32_t i = 1; i <= kMaxInputId; ++i) {
+        if (isInputId(i) && hasBit(inputs, i)) lowerTo(inputSamplIntvl[inputIndex(i)], interval);
+    }
+}
+
+void ChannelHub::recalculateDownsampling() {
+    for (const uint32_t id : kChannelIds) {
+        const int k = channelIndex(id);
+        const uint16_t interval = channelSamplIntvl[k];
+        if (interval == kIntervalOff) continue;
+        const uint16_t source = slowestSource(*this, id);
+        // Without an active source the factor stays as the reset left it.
+        if (source != 0) downsamplingFactor[k] = roundedRatio(interval, source);
+    }
+}
+
+void ChannelHub::updateChannelInterfaceDependency(uint32_t id) {
+    if (!isChannelId(id)) return;
+    const uint16_t interval = channelSamplIntvl[channelIndex(id)];
+    switch (id) {
+        case channel::kBaselineTracker:
+            baselineTracker.updateInterfaceDependency(interval);
+            break;
+        case channel::kIaqEstimator:
+            iaqEstimator.updateInterfaceDependency(interval);
+            break;
+        case channel::kPreProcessor:
+            preProcessor.updateInterfaceDependency(interval);
+            break;
+        case channel::kStatusTracker:
+            statusTracker.updateInterfaceDependency(interval);
+            break;
+        case channel::kHumidityCorrector:
+            humidityCorrector.updateInterfaceDependency(interval);
+            break;
+        default:
+            // The heat compensator reads the baseline tracker's interval at every
+            // step instead; it has nothing to recompute here.
+            break;
+    }
+}
+
+}  // namespace vorn
