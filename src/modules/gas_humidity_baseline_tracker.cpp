@@ -1,1 +1,343 @@
-// placeholder: being written
+// Channel 1: humidity compensation of log gas, the two robust bands of the
+// compensated signal, their grading, and the tracker's configuration and state
+// sections. All arithmetic is single precision in the written evaluation order:
+// the saved bands must come out bit for bit the same on every build.
+#include "modules/gas_humidity_baseline_tracker.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/identifiers.h"
+#include "math/numeric.h"
+#include "serialization/section.h"
+
+namespace vorn {
+
+namespace {
+
+constexpr uint32_t kChannelId = 1;
+constexpr uint8_t kResetInBandCount = 2;
+constexpr uint8_t kResetInBandThreshold = 2;
+constexpr uint8_t kInBandCountMax = 255;
+
+// Configuration defaults.
+constexpr std::array<float, 4> kDefaultHumiditySlope = {0.501f, 0.4f, 0.75f, 0.4f};
+constexpr int8_t kDefaultTemperatureMin = -40;
+constexpr int8_t kDefaultTemperatureMax = 85;
+constexpr uint8_t kDefaultHumidityMin = 0;
+constexpr uint8_t kDefaultHumidityMax = 100;
+constexpr float kDefaultRiseTime = 1800.0f;                              // s
+constexpr std::array<float, 2> kDefaultDecay = {86400.0f, 64800000.0f};  // s: 1 day, 750 days
+
+// Magnus formula for the saturation vapour pressure, and the gas constant of
+// water vapour folded into g/m3.
+constexpr float kMagnusBeta = 17.62f;
+constexpr float kMagnusLambda = 243.12f;        // C
+constexpr float kSaturationPressure0 = 6.112f;  // hPa at 0 C
+constexpr float kKelvinOffset = 273.15f;
+constexpr float kVapourFactor = 216.7f;
+constexpr float kMinAbsoluteHumidity = 0.01f;  // g/m3: keeps log10 finite
+
+constexpr float kLog10Ratio125 = 0.09691001f;     // log10(1.25): the narrowest band
+constexpr float kLog10Ratio250 = 0.39794f;        // log10(2.5): full rise over riseTime
+constexpr float kLog10Ratio5Over3 = 0.22184873f;  // log10(5/3): band ratio of scale 1
+
+constexpr float kOpenMargin = 0.3f;  // band widening needed before a track can grade 3
+constexpr float kStatusNone = 0.0f;
+constexpr float kStatusNarrow = 1.0f;
+constexpr float kStatusUnsettled = 2.0f;
+constexpr float kStatusSettled = 3.0f;
+
+// Samples in the nominal 300 s grading window: 30000 in 10 ms units.
+constexpr uint32_t kGradingWindow = 30000;
+
+float absoluteHumidity(float temperature, float humidity) {
+    const float a = (temperature * kMagnusBeta) / (temperature + kMagnusLambda);
+    float ah = ((humidity * kSaturationPressure0) / 100.0f) * std::exp(a) /
+               (temperature + kKelvinOffset) * kVapourFactor;
+    if (!(ah > kMinAbsoluteHumidity)) ah = kMinAbsoluteHumidity;
+    return ah;
+}
+
+// Event kind 1 or 2 named by the baseline index, else 0 (no event).
+uint8_t eventKind(float baselineIndex) {
+    if (!(baselineIndex >= 1.0f && baselineIndex < 3.0f)) return 0;
+    return static_cast<uint8_t>(baselineIndex);
+}
+
+// 30000 / interval rounded to nearest, halves up, in integers; 65535 for 0.
+uint32_t samplesPerWindow(uint16_t interval) {
+    if (interval == 0) return kIntervalOff;
+    const uint32_t quotient = kGradingWindow / interval;
+    const uint32_t remainder = kGradingWindow % interval;
+    const uint32_t half = (interval + 1u) / 2u;
+    return quotient + (remainder >= half ? 1u : 0u);
+}
+
+}  // namespace
+
+GasHumidityBaselineTracker::GasHumidityBaselineTracker()
+    : channelId(kChannelId),
+      humiditySlope(kDefaultHumiditySlope),
+      temperatureMin(kDefaultTemperatureMin),
+      temperatureMax(kDefaultTemperatureMax),
+      humidityMin(kDefaultHumidityMin),
+      humidityMax(kDefaultHumidityMax),
+      riseTime(kDefaultRiseTime),
+      decayTimeConstant(kDefaultDecay),
+      holdOffTarget{0, 0},
+      holdOffExponent{0.0f, 0.0f} {
+    setState();
+}
+
+void GasHumidityBaselineTracker::setState() {
+    samplIntvl = kIntervalOff;
+    rangeScale = 0.0f;
+    robustMax = {0.0f, 0.0f};
+    robustMin = {0.0f, 0.0f};
+    reserved1 = 0;
+    reserved2 = 0;
+    inBandCount = {kResetInBandCount, kResetInBandCount};
+    trackStatus = {kStatusNone, kStatusNone};
+    holdOffRemaining = 0;
+    stepSeconds = 0;
+    inBandThreshold = kResetInBandThreshold;
+}
+
+void GasHumidityBaselineTracker::updateInterfaceDependency(uint16_t interval) {
+    if (interval == kIntervalOff || interval == samplIntvl) return;
+    samplIntvl = interval;
+    stepSeconds = static_cast<uint16_t>(interval / 100u + (interval % 100u >= 50u ? 1u : 0u));
+
+    float logRatio = bandRatio(interval);
+    log10(logRatio);
+    rangeScale = std::fabs(logRatio) / kLog10Ratio5Over3;
+
+    float root = static_cast<float>(samplesPerWindow(interval));
+    sqrt(root);
+    // The threshold keeps only the low byte, so 511 (interval 0) becomes 255.
+    const auto threshold = static_cast<uint32_t>(std::floor(2.0f * root));
+    inBandThreshold = static_cast<uint8_t>(threshold & 0xFFu);
+}
+
+void GasHumidityBaselineTracker::filterRobustMaxMin(float& bound, bool lowerBound, uint8_t track,
+                                                    float x) const {
+    if (track != 1 && track != 2) return;
+    const std::size_t k = track - 1u;
+    const float y = rangeScale * kLog10Ratio125;
+    const float dt = static_cast<float>(samplIntvl) / 100.0f;
+    const float rise = (rangeScale * kLog10Ratio250 / riseTime) * dt;
+    const auto relax = [&] { return 1.0f - std::exp(-dt / decayTimeConstant[k]); };
+
+    // A bound follows the signal outward at most one rise step per sample and
+    // relaxes inward with the track's time constant; the two bounds of a track
+    // never come closer than y.
+    if (!lowerBound) {
+        const float d = x - bound;
+        const float next = d > 0.0f ? bound + std::fmin(d, rise) : bound + d * relax();
+        bound = std::fmax(next, robustMin[k] + y);
+    } else {
+        const float d = bound - x;
+        const float next = d > 0.0f ? bound - std::fmin(d, rise) : bound + (x - bound) * relax();
+        bound = std::fmin(next, robustMax[k] - y);
+    }
+}
+
+namespace {
+
+// Moves a track's bounds for one sample: seed, then filter upper then lower.
+void trackBounds(GasHumidityBaselineTracker& t, std::size_t k, float x) {
+    const float y = t.rangeScale * kLog10Ratio125;
+    const auto track = static_cast<uint8_t>(k + 1);
+    if (t.robustMax[k] == 0.0f) t.robustMax[k] = x;
+    // The lower bound is seeded only once the signal lies clearly below the upper.
+    if (t.robustMin[k] == 0.0f && t.robustMax[k] - y > x) t.robustMin[k] = x;
+    t.filterRobustMaxMin(t.robustMax[k], false, track, x);
+    if (t.robustMin[k] != 0.0f) t.filterRobustMaxMin(t.robustMin[k], true, track, x);
+}
+
+// Moves the hold-off countdown toward the event's target.
+void applyEvent(GasHumidityBaselineTracker& t, uint8_t kind) {
+    const std::size_t e = kind - 1u;
+    const int32_t distance =
+        static_cast<int32_t>(t.holdOffRemaining) - static_cast<int32_t>(t.holdOffTarget[e]);
+    const float move = std::round(static_cast<float>(distance) / std::exp(t.holdOffExponent[e]));
+    const float next = static_cast<float>(t.holdOffRemaining) - move;
+    if (std::isnan(next)) return;
+    t.holdOffRemaining = static_cast<uint16_t>(std::clamp(next, 0.0f, 65535.0f));
+}
+
+void trackingStep(GasHumidityBaselineTracker& t, float x, float baselineIndex) {
+    const uint8_t kind = eventKind(baselineIndex);
+    if (kind != 0) {
+        applyEvent(t, kind);
+        return;
+    }
+    if (t.holdOffRemaining != 0) {
+        t.holdOffRemaining = t.holdOffRemaining > t.stepSeconds
+                                 ? static_cast<uint16_t>(t.holdOffRemaining - t.stepSeconds)
+                                 : uint16_t{0};
+        return;
+    }
+    trackBounds(t, 0, x);
+    trackBounds(t, 1, x);
+}
+
+// Grades one track from its band and the signal's place in it.
+void classifyTrack(GasHumidityBaselineTracker& t, std::size_t k, float x, bool flagsSet) {
+    const float y = t.rangeScale * kLog10Ratio125;
+    const float u = t.robustMax[k];
+    const float l = t.robustMin[k];
+    const bool outside = u <= x || l >= x;
+    const float width = l != 0.0f ? std::fmax(u - l, y) : y;
+    // 0 at or beyond the band's edges, rising linearly to 1 at its centre.
+    const float centrality =
+        std::fmin(2.0f * std::fmin(std::fmax(u - x, 0.0f), std::fmax(x - l, 0.0f)) / width, 1.0f);
+
+    if (!flagsSet) {
+        t.trackStatus[k] = kStatusNone;
+        t.inBandCount[k] = t.inBandThreshold;
+        return;
+    }
+    float margin = kOpenMargin;
+    if (t.trackStatus[k] == kStatusSettled) {
+        // A settled track tolerates a narrower band: 0.1 at the centre, 0.25 at the edges.
+        const float off = 1.0f - centrality;
+        margin = off * off * 0.75f * 0.2f + 0.1f;
+    }
+    if (u - l < y * margin + y || l == 0.0f) {
+        t.trackStatus[k] = kStatusNarrow;
+        t.inBandCount[k] = t.inBandThreshold;
+    } else if (outside) {
+        t.trackStatus[k] = kStatusUnsettled;
+        t.inBandCount[k] = 0;
+    } else if (t.inBandCount[k] == kInBandCountMax) {
+        t.trackStatus[k] = kStatusSettled;
+    } else {
+        t.inBandCount[k] = static_cast<uint8_t>(t.inBandCount[k] + 1u);
+        t.trackStatus[k] = t.inBandCount[k] < t.inBandThreshold ? kStatusUnsettled : kStatusSettled;
+    }
+}
+
+void writeBounds(const GasHumidityBaselineTracker& t, float x, BaselineBounds& bounds) {
+    const float y = t.rangeScale * kLog10Ratio125;
+    for (std::size_t k = 0; k < 2; ++k) {
+        const float upper = t.robustMax[k] != 0.0f ? t.robustMax[k] : x;
+        bounds.upper[k] = upper;
+        bounds.lower[k] = t.robustMin[k] != 0.0f ? t.robustMin[k] : upper - y;
+        bounds.status[k] = t.trackStatus[k];
+    }
+}
+
+}  // namespace
+
+void GasHumidityBaselineTracker::doStep(uint8_t accumulatedFlag, uint8_t continuousFlag,
+                                        bool modifiedHeating, BaselineBounds& bounds,
+                                        float& compensated, float logGas, float temperature,
+                                        float humidity, float baselineIndex) {
+    float logAh = absoluteHumidity(temperature, humidity);
+    log10(logAh);
+    float slope = humiditySlope[0];
+    if (samplIntvl == 300) {
+        slope = humiditySlope[2];
+    } else if (samplIntvl == 1800) {
+        slope = humiditySlope[1];
+    } else if (samplIntvl == 100) {
+        slope = humiditySlope[3];
+    }
+    const float x = slope * logAh + logGas;
+    compensated = x;
+
+    const bool inRange = temperature <= static_cast<float>(temperatureMax) &&
+                         temperature >= static_cast<float>(temperatureMin) &&
+                         humidity <= static_cast<float>(humidityMax) &&
+                         humidity >= static_cast<float>(humidityMin);
+    const bool learning = continuousFlag != 0 && !modifiedHeating;
+    if (!modifiedHeating) {
+        if (inRange && learning) trackingStep(*this, x, baselineIndex);
+        const bool flagsSet = accumulatedFlag != 0 && continuousFlag != 0;
+        classifyTrack(*this, 0, x, flagsSet);
+        classifyTrack(*this, 1, x, flagsSet);
+    }
+    writeBounds(*this, x, bounds);
+}
+
+namespace {
+constexpr uint32_t kConfigurationFields = 7;
+constexpr uint32_t kConfigurationBytes = 44;  // after the header
+constexpr uint32_t kStateFields = 11;
+constexpr uint32_t kStateBytes = 41;  // after the header
+}  // namespace
+
+uint32_t GasHumidityBaselineTracker::getConfiguration(uint8_t* buffer, uint32_t capacity,
+                                                      uint32_t minCount) const {
+    // Pairs of bytes travel as one 2-byte field, as they sit in the record.
+    const std::array<int8_t, 2> temperatureRange = {temperatureMin, temperatureMax};
+    const std::array<uint8_t, 2> humidityRange = {humidityMin, humidityMax};
+    return SectionWriter(channelId, buffer, capacity, kConfigurationFields, minCount)
+        .add(decayTimeConstant)
+        .add(riseTime)
+        .add(humiditySlope)
+        .add(holdOffTarget)
+        .add(temperatureRange)
+        .add(humidityRange)
+        .add(holdOffExponent)
+        .finish();
+}
+
+uint32_t GasHumidityBaselineTracker::getState(uint8_t* buffer, uint32_t capacity,
+                                              uint32_t minCount) const {
+    return SectionWriter(channelId, buffer, capacity, kStateFields, minCount)
+        .add(robustMax)
+        .add(robustMin)
+        .add(reserved1)
+        .add(reserved2)
+        .add(samplIntvl)
+        .add(inBandCount)
+        .add(trackStatus)
+        .add(holdOffRemaining)
+        .add(stepSeconds)
+        .add(rangeScale)
+        .add(inBandThreshold)
+        .finish();
+}
+
+int32_t GasHumidityBaselineTracker::configure(const uint8_t* section, uint32_t length) {
+    SectionReader reader;
+    const int32_t status = reader.open(channelId, section, length, kConfigurationBytes);
+    if (status != RC_OK) return status;
+    std::array<int8_t, 2> temperatureRange{};
+    std::array<uint8_t, 2> humidityRange{};
+    reader.read(decayTimeConstant)
+        .read(riseTime)
+        .read(humiditySlope)
+        .read(holdOffTarget)
+        .read(temperatureRange)
+        .read(humidityRange)
+        .read(holdOffExponent);
+    temperatureMin = temperatureRange[0];
+    temperatureMax = temperatureRange[1];
+    humidityMin = humidityRange[0];
+    humidityMax = humidityRange[1];
+    return RC_OK;
+}
+
+int32_t GasHumidityBaselineTracker::setState(const uint8_t* section, uint32_t length) {
+    SectionReader reader;
+    const int32_t status = reader.open(channelId, section, length, kStateBytes);
+    if (status != RC_OK) return status;
+    reader.read(robustMax)
+        .read(robustMin)
+        .read(reserved1)
+        .read(reserved2)
+        .read(samplIntvl)
+        .read(inBandCount)
+        .read(trackStatus)
+        .read(holdOffRemaining)
+        .read(stepSeconds)
+        .read(rangeScale)
+        .read(inBandThreshold);
+    return RC_OK;
+}
+
+}  // namespace vorn
