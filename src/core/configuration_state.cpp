@@ -1,0 +1,108 @@
+// Export and import of the configuration and the learnt state as framed blobs.
+// Export walks the channels in identifier order (and adds the hyper section to a
+// configuration), passing each section through the caller's work buffer; import
+// checks the frame, then applies the sections one by one as it reads them, with
+// no staging: a failing section leaves the earlier ones applied.
+#include "core/blob.h"
+#include "core/vorn.h"
+
+namespace vorn {
+namespace {
+
+constexpr uint32_t kMinConfigurationCapacity = 24;
+constexpr uint32_t kMinStateCapacity = 25;
+
+enum class BlobKind { kConfiguration, kState };
+
+uint32_t exportChannel(const Vorn& v, BlobKind kind, uint32_t channel, uint8_t* work,
+                       uint32_t workSize) {
+    return kind == BlobKind::kConfiguration
+               ? v.hub.getChannelConfiguration(channel, work, workSize, 0)
+               : v.hub.getChannelState(channel, work, workSize, 0);
+}
+
+uint32_t exportHyper(const Vorn& v, BlobKind kind, uint8_t* work, uint32_t workSize) {
+    return kind == BlobKind::kConfiguration ? v.getHyperConfiguration(work, workSize, 0)
+                                            : Vorn::getHyperState();
+}
+
+int32_t exportBlob(const Vorn& v, BlobKind kind, uint8_t setId, uint8_t* blob,
+                   uint32_t blobCapacity, uint8_t* work, uint32_t workSize, uint32_t& blobSize) {
+    blobSize = 0;
+    const uint32_t minCapacity =
+        kind == BlobKind::kConfiguration ? kMinConfigurationCapacity : kMinStateCapacity;
+    if (blobCapacity < minCapacity || setId != 0) return RC_E_SERIALIZE_REQUEST;
+
+    uint32_t position = kBlobHeaderSize;
+    for (uint32_t channel = 1; channel <= kMaxChannelId; ++channel) {
+        if (!isChannelId(channel)) continue;
+        const uint32_t length = exportChannel(v, kind, channel, work, workSize);
+        if (length == 0) continue;
+        const int32_t status = append(blob, blobCapacity, position, length, work, workSize);
+        if (status != RC_OK) return status;
+    }
+    const uint32_t hyperLength = exportHyper(v, kind, work, workSize);
+    if (hyperLength != 0) {
+        const int32_t status = append(blob, blobCapacity, position, hyperLength, work, workSize);
+        if (status != RC_OK) return status;
+    }
+    uint32_t size = position;
+    const int32_t status = frameSerializedData(blob, blobCapacity, size);
+    if (status != RC_OK) return status;
+    blobSize = size;
+    return RC_OK;
+}
+
+int32_t importSection(Vorn& v, BlobKind kind, uint8_t id, const uint8_t* section, uint32_t length) {
+    if (kind == BlobKind::kConfiguration) {
+        return id == kHyperSectionId ? v.setHyperConfiguration(section, length)
+                                     : v.hub.configureChannel(id, section, length);
+    }
+    return id == kHyperSectionId ? Vorn::setHyperState(section, length)
+                                 : v.hub.setChannelState(id, section, length);
+}
+
+int32_t importBlob(Vorn& v, BlobKind kind, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+                   uint32_t workSize) {
+    uint32_t position = 0;
+    int32_t status = validateSerialization(blob, blobSize, workSize, position);
+    if (status != RC_OK) return status;
+    const uint32_t payloadEnd = blobSize - kBlobTrailerSize;
+    while (position < payloadEnd) {
+        uint8_t id = 0;
+        uint32_t length = 0;
+        status = parse(blob, blobSize, position, work, workSize, id, length);
+        if (status != RC_OK) return status;
+        status = importSection(v, kind, id, work, length);
+        if (status != RC_OK) return status;
+        // Every owner refuses an empty section; should one ever accept it, the
+        // position would not move and the loop would never end.
+        if (length == 0) return RC_E_SECTION_SHORT;
+    }
+    return RC_OK;
+}
+
+}  // namespace
+
+int32_t getConfiguration(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
+                         uint8_t* work, uint32_t workSize, uint32_t& blobSize) {
+    return exportBlob(v, BlobKind::kConfiguration, setId, blob, blobCapacity, work, workSize,
+                      blobSize);
+}
+
+int32_t getState(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
+                 uint32_t workSize, uint32_t& blobSize) {
+    return exportBlob(v, BlobKind::kState, setId, blob, blobCapacity, work, workSize, blobSize);
+}
+
+int32_t setConfiguration(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+                         uint32_t workSize) {
+    return importBlob(v, BlobKind::kConfiguration, blob, blobSize, work, workSize);
+}
+
+int32_t setState(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+                 uint32_t workSize) {
+    return importBlob(v, BlobKind::kState, blob, blobSize, work, workSize);
+}
+
+}  // namespace vorn

@@ -1,0 +1,153 @@
+// The library-level (hyper) configuration and state: their defaults, the hyper
+// section (id 254) that carries the exportable configuration in a configuration
+// blob, and applying a configuration, which re-requests every output at its
+// default interval and pushes the result into the channel hub at once.
+#include <limits>
+
+#include "core/vorn.h"
+#include "serialization/section.h"
+
+namespace vorn {
+namespace {
+
+constexpr uint8_t kDefaultTemperatureOversampling = 2;
+constexpr uint8_t kDefaultHumidityOversampling = 1;
+constexpr uint8_t kDefaultPressureOversampling = 5;
+constexpr uint16_t kDefaultBaseIntvl = 30000;  // 300 s
+constexpr uint16_t kResetStepIntvl = 30000;
+
+// Heater profile, one column per gas interval: 1/300 Hz, 1 Hz, 1/3 Hz, 1/60 Hz.
+constexpr std::array<uint16_t, kHeaterProfileCount> kDefaultGasIntvlList = {30000, 100, 300, 6000};
+constexpr std::array<uint16_t, kHeaterProfileCount> kDefaultHeaterDuration = {1943, 900, 197, 1116};
+constexpr std::array<uint16_t, kHeaterProfileCount> kDefaultHeaterTemperature = {400, 320, 320,
+                                                                                 400};
+
+// Allowed intervals per output slot, alternatives in order. Outputs that depend on
+// the gas sample list 1/300 Hz first; temperature, pressure and humidity outputs
+// list 1 Hz first and also allow 1/15 Hz.
+using Alternatives = std::array<uint16_t, kAllowedIntervalRows>;
+constexpr Alternatives kGasPacedAllowed = {30000, 100, 300, 1800, 6000, kIntervalOff};
+constexpr Alternatives kClimatePacedAllowed = {100, 30000, 300, 1800, 6000, 1500};
+// By output slot - 1: slots 5, 6, 7 (passthrough temperature, pressure, humidity)
+// and 11, 12 (compensated temperature and humidity) are climate paced.
+constexpr std::array<bool, kOutputCount> kClimatePacedSlot = {
+    false, false, false, false, true, true, true, false, false, false, true, true, false, false};
+
+constexpr std::array<OutputIntervals, kAllowedIntervalRows> makeDefaultAllowed() {
+    std::array<OutputIntervals, kAllowedIntervalRows> table{};
+    for (int row = 0; row < kAllowedIntervalRows; ++row) {
+        for (int slot = 0; slot < kOutputCount; ++slot) {
+            table[row][slot] =
+                kClimatePacedSlot[slot] ? kClimatePacedAllowed[row] : kGasPacedAllowed[row];
+        }
+    }
+    return table;
+}
+constexpr std::array<OutputIntervals, kAllowedIntervalRows> kDefaultAllowedOutputIntvl =
+    makeDefaultAllowed();
+
+constexpr float kFloatMax = std::numeric_limits<float>::max();
+// Accepted input ranges by input slot: pressure (Pa), humidity (%), temperature (C),
+// gas resistance (ohm), temperature offset (C), modified-heating flag, baseline
+// event index, processing inhibit.
+constexpr std::array<float, kInputCount> kDefaultInputMin = {0.0f,       0.0f, -65.0f, 170.0f,
+                                                             -kFloatMax, 0.0f, 0.0f,   0.0f};
+constexpr std::array<float, kInputCount> kDefaultInputMax = {
+    2000000.0f, 100.0f, 125.0f, 13200000.0f, kFloatMax, 2.0f, 2.0f, 9.0f};
+
+constexpr int32_t kResetTriggerStatus = RC_W_TRIGGER_TOO_SOON;
+constexpr uint32_t kHyperFieldCount = 7;
+// Oversampling bytes, heater profile, allowed intervals, default intervals, base interval.
+constexpr uint32_t kHyperFieldBytes = 3 + 24 + 168 + 28 + 2;
+
+static_assert(sizeof(Vorn::allowedOutputIntvl) == 168, "84 intervals back to back");
+static_assert(sizeof(Vorn::defaultOutputIntvl) == 28, "14 intervals back to back");
+
+}  // namespace
+
+void Vorn::setHyperState() {
+    lastCallTimestamp = 0;
+    lastRegularGasTimestamp = 0;
+    lastOnDemandGasTimestamp = 0;
+    stepIntvl = kResetStepIntvl;
+    schedulePhase = 0;
+    heaterProfileIndex = 0;
+    requestedOutputIntvl.fill(kIntervalOff);
+    outputIntvlChanged.fill(0);
+    subscriptionChanged = 0;
+    triggerPending = 0;
+    triggerStatus = kResetTriggerStatus;
+}
+
+void Vorn::setHyperConfiguration() {
+    temperatureOversampling = kDefaultTemperatureOversampling;
+    humidityOversampling = kDefaultHumidityOversampling;
+    pressureOversampling = kDefaultPressureOversampling;
+    gasIntvlList = kDefaultGasIntvlList;
+    heaterDuration = kDefaultHeaterDuration;
+    heaterTemperature = kDefaultHeaterTemperature;
+    allowedOutputIntvl = kDefaultAllowedOutputIntvl;
+    inputMin = kDefaultInputMin;
+    inputMax = kDefaultInputMax;
+    defaultOutputIntvl.fill(kIntervalOff);
+    baseIntvl = kDefaultBaseIntvl;
+    applyConfiguration();
+}
+
+// The input ranges are not part of the section: an import keeps them.
+int32_t Vorn::setHyperConfiguration(const uint8_t* section, uint32_t length) {
+    SectionReader reader;
+    const int32_t status = reader.open(kHyperSectionId, section, length, kHyperFieldBytes);
+    if (status != RC_OK) return status;
+    reader.read(temperatureOversampling)
+        .read(humidityOversampling)
+        .read(pressureOversampling)
+        .read(gasIntvlList)
+        .read(heaterDuration)
+        .read(heaterTemperature)
+        .read(allowedOutputIntvl)
+        .read(defaultOutputIntvl)
+        .read(baseIntvl);
+    applyConfiguration();
+    return RC_OK;
+}
+
+uint32_t Vorn::getHyperConfiguration(uint8_t* work, uint32_t workSize, uint32_t minCount) const {
+    return SectionWriter(kHyperSectionId, work, workSize, kHyperFieldCount, minCount)
+        .add(temperatureOversampling)
+        .add(humidityOversampling)
+        .add(pressureOversampling)
+        .add(gasIntvlList)
+        .add(heaterDuration)
+        .add(heaterTemperature)
+        .add(allowedOutputIntvl)
+        .add(defaultOutputIntvl)
+        .add(baseIntvl)
+        .finish();
+}
+
+// The hyper state is never exported; a hyper section in a state blob is accepted
+// when its header is sound and otherwise ignored.
+int32_t Vorn::setHyperState(const uint8_t* section, uint32_t length) {
+    uint32_t statedLength = 0;
+    uint32_t position = 0;
+    return checkSerializationHeader(kHyperSectionId, section, length, statedLength, position);
+}
+
+// Every output is requested again at its default interval and marked changed, so
+// every module re-derives its interval-dependent values, even if nothing moved.
+void Vorn::applyConfiguration() {
+    longestIntvl = 0;
+    for (const OutputIntervals& row : allowedOutputIntvl) {
+        for (uint16_t interval : row) {
+            if (interval < kIntervalOff && interval > longestIntvl) longestIntvl = interval;
+        }
+    }
+    for (uint8_t id = 1; id <= kMaxOutputId; ++id) {
+        if (isOutputId(id)) requestOutput(id, defaultOutputIntvl[outputIndex(id)]);
+    }
+    outputIntvlChanged.fill(1);
+    applyUpdateSubscription();
+}
+
+}  // namespace vorn

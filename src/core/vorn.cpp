@@ -1,0 +1,39 @@
+// The single library instance and its construction. The instance sits in static
+// storage, all zero until first built; building it constructs the channel hub in
+// place (never through a temporary, so no call needs the instance's size in stack)
+// and then resets the hyper state and sets the hyper configuration's defaults.
+#include "core/vorn.h"
+
+#include <new>
+
+namespace vorn {
+namespace {
+
+// Zero-initialised at load time without running any code; the Vorn member becomes
+// the live one when constructVorn builds it.
+union InstanceStorage {
+    constexpr InstanceStorage() : bytes{} {}
+    std::array<uint8_t, sizeof(Vorn)> bytes;
+    Vorn vorn;
+};
+
+InstanceStorage storage;
+bool constructed = false;
+
+}  // namespace
+
+void constructVorn() {
+    Vorn* v = ::new (static_cast<void*>(&storage.vorn)) Vorn;
+    constructed = true;
+    v->setHyperState();
+    v->setHyperConfiguration();
+}
+
+Vorn& library() {
+    // An operation called before vorn_init finds the defaults rather than an
+    // all-zero record whose zero intervals and ranges mean nothing.
+    if (!constructed) constructVorn();
+    return storage.vorn;
+}
+
+}  // namespace vorn

@@ -1,0 +1,114 @@
+// The central class: the channel hub followed by the library-level fields (the
+// hyper configuration and hyper state), and the operations that subscribe, plan
+// measurements and move the library between blobs and memory. The single static
+// instance lives in vorn.cpp; every exported operation works on it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "core/identifiers.h"
+#include "hub/channel_hub.h"
+#include "vorn/vorn.h"
+
+namespace vorn {
+
+inline constexpr int kHeaterProfileCount = 4;   // columns of the heater profile
+inline constexpr int kAllowedIntervalRows = 6;  // alternatives per output slot
+inline constexpr uint8_t kHyperSectionId = 254;
+
+// Time stamps are signed, but a caller may hand any value: differences and sums of
+// time stamps wrap modulo 2^64 instead of overflowing, which equals the plain
+// result whenever that result fits.
+constexpr int64_t wrapAdd(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+constexpr int64_t wrapSub(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+}
+
+// Remainder in which a divisor of 0 leaves the dividend, so a zero interval read
+// from an imported configuration cannot divide by zero.
+constexpr uint16_t remainderOrSelf(uint16_t dividend, uint16_t divisor) {
+    return divisor == 0 ? dividend : static_cast<uint16_t>(dividend % divisor);
+}
+
+using OutputIntervals = std::array<uint16_t, kOutputCount>;
+
+struct Vorn {
+    ChannelHub hub;
+
+    int64_t lastCallTimestamp;         // ns of the last call that planned a measurement; 0 = none
+    int64_t lastRegularGasTimestamp;   // ns of the last gas sample with the regular on-time
+    int64_t lastOnDemandGasTimestamp;  // ns of the last gas sample after an on-demand trigger
+    std::array<float, kInputCount> inputMin;  // lowest accepted value per input slot
+    std::array<float, kInputCount> inputMax;  // highest accepted value per input slot
+    // Row k holds the (k+1)-th allowed interval of every output slot; 65535 = no entry.
+    std::array<OutputIntervals, kAllowedIntervalRows> allowedOutputIntvl;
+    OutputIntervals defaultOutputIntvl;  // requested whenever a configuration is applied
+    uint16_t stepIntvl;                  // from the last planning call to the next
+    uint16_t baseIntvl;     // longest gap between calls; the shortest interval divides it
+    uint16_t longestIntvl;  // largest allowed interval; modulus of schedulePhase
+    // The heater profile: the three arrays travel together as one 24-byte block.
+    std::array<uint16_t, kHeaterProfileCount> gasIntvlList;       // gas intervals with a profile
+    std::array<uint16_t, kHeaterProfileCount> heaterDuration;     // ms
+    std::array<uint16_t, kHeaterProfileCount> heaterTemperature;  // degrees Celsius
+    OutputIntervals requestedOutputIntvl;                         // 65535 = not subscribed
+    std::array<uint8_t, kOutputCount> outputIntvlChanged;         // changed and not yet applied
+    uint16_t schedulePhase;      // 10 ms units, modulo longestIntvl
+    uint8_t heaterProfileIndex;  // 1-based column of the gas interval; 0 = none
+    uint8_t temperatureOversampling;
+    uint8_t humidityOversampling;
+    uint8_t pressureOversampling;
+    uint8_t subscriptionChanged;  // requested intervals not yet pushed into the hub
+    uint8_t triggerPending;       // an on-demand gas measurement waits to be planned
+    int32_t triggerStatus;        // 0, RC_W_TRIGGER_TIMING or RC_W_TRIGGER_TOO_SOON
+
+    // Builds the hub only; construct() sets everything else.
+    Vorn() : hub() {}
+
+    // Subscription (subscription.cpp).
+    void requestOutput(uint8_t id, uint16_t interval);
+    int32_t checkSamplIntvlCompatibilty(const OutputIntervals& newIntervals) const;
+    void applyUpdateSubscription();
+
+    // Measurement planning (sensor_planning.cpp).
+    bool checkIfSensorRequired(uint8_t id, SensorSettings& settings, uint16_t& interval) const;
+    static uint16_t getModHeatingDuration(float seconds);
+
+    // Hyper configuration and state (hyper_configuration.cpp).
+    void setHyperConfiguration();
+    int32_t setHyperConfiguration(const uint8_t* section, uint32_t length);
+    uint32_t getHyperConfiguration(uint8_t* work, uint32_t workSize, uint32_t minCount) const;
+    void setHyperState();
+    static int32_t setHyperState(const uint8_t* section, uint32_t length);
+    static uint32_t getHyperState() { return 0; }
+
+private:
+    void applyConfiguration();
+};
+
+// The single library instance, built from its defaults on first use if no
+// vorn_init came first.
+Vorn& library();
+
+// Rebuild the instance in place from its defaults (vorn_init).
+void constructVorn();
+
+// The operations behind the exported functions; pointers are checked by the
+// exported layer, counts and capacities travel by reference.
+int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
+                uint8_t& nOutputs);
+int32_t updateSubscription(Vorn& v, const SensorRate* requested, uint8_t nRequested,
+                           SensorRate* required, uint8_t& nRequired);
+int32_t sensorControl(Vorn& v, int64_t timeNs, SensorSettings& settings);
+int32_t resetOutput(Vorn& v, uint8_t id);
+int32_t getConfiguration(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
+                         uint8_t* work, uint32_t workSize, uint32_t& blobSize);
+int32_t getState(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
+                 uint32_t workSize, uint32_t& blobSize);
+int32_t setConfiguration(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+                         uint32_t workSize);
+int32_t setState(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work, uint32_t workSize);
+
+}  // namespace vorn

@@ -1,0 +1,89 @@
+// The processing step: validate every input sample before storing any, store
+// them in the hub, run one step over all channels, and hand back the subscribed
+// outputs that received a value, in ascending identifier order.
+#include "core/vorn.h"
+
+namespace vorn {
+namespace {
+
+void clearOutputs(OutputSample* outputs, uint8_t capacity) {
+    for (uint8_t i = 0; i < capacity; ++i) {
+        // The record's last byte is not the library's to write.
+        outputs[i].timestamp_ns = 0;
+        outputs[i].value = 0.0f;
+        outputs[i].dims = 0;
+        outputs[i].id = 0;
+        outputs[i].accuracy = 0;
+    }
+}
+
+// The whole call is refused on the first bad sample; a repeated time stamp only
+// warns. NaN fails both bounds and is refused like any value out of range.
+int32_t validateInputs(const Vorn& v, const InputSample* inputs, uint8_t nInputs) {
+    int32_t status = RC_OK;
+    uint32_t seen = 0;
+    for (uint8_t i = 0; i < nInputs; ++i) {
+        const InputSample& sample = inputs[i];
+        if (!isInputId(sample.id)) return RC_E_INPUT_ID;
+        const uint32_t bit = 1u << (sample.id - 1);
+        if ((seen & bit) != 0) return RC_E_INPUT_DUPLICATE;
+        seen |= bit;
+        const int slot = inputIndex(sample.id);
+        if (!(sample.value >= v.inputMin[slot] && sample.value <= v.inputMax[slot])) {
+            return RC_E_INPUT_RANGE;
+        }
+        if (sample.timestamp_ns == v.hub.inputTimestamp[slot]) status = RC_W_INPUT_REPEATED;
+    }
+    return status;
+}
+
+bool isSubscribedAndValid(const ChannelHub& hub, uint8_t id) {
+    return isOutputId(id) && hub.outputSamplIntvl[outputIndex(id)] != kIntervalOff &&
+           hub.isOutputValid(id);
+}
+
+}  // namespace
+
+int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
+                uint8_t& nOutputs) {
+    const uint8_t capacity = nOutputs;
+    clearOutputs(outputs, capacity);
+
+    int32_t status = validateInputs(v, inputs, nInputs);
+    if (status < 0) {
+        nOutputs = 0;
+        return status;
+    }
+    for (uint8_t i = 0; i < nInputs; ++i) {
+        v.hub.setInput(inputs[i].id, inputs[i].timestamp_ns, inputs[i].value);
+    }
+    v.hub.doStep();
+
+    uint8_t count = 0;
+    if (capacity == 0) {
+        status = RC_W_NO_OUTPUT_ROOM;
+    } else {
+        for (uint8_t id = 1; id <= kMaxOutputId; ++id) {
+            if (!isSubscribedAndValid(v.hub, id)) continue;
+            OutputSample sample{};
+            v.hub.getOutput(id, sample.value, sample.timestamp_ns, sample.accuracy);
+            if (count == capacity) {
+                status = RC_W_OUTPUT_OVERFLOW;
+                break;
+            }
+            OutputSample& out = outputs[count++];
+            out.timestamp_ns = sample.timestamp_ns;
+            out.value = sample.value;
+            out.dims = 1;
+            out.id = id;
+            out.accuracy = sample.accuracy;
+        }
+    }
+    // Values not collected now are not offered again.
+    v.hub.outputValidMask = 0;
+    v.applyUpdateSubscription();
+    nOutputs = count;
+    return status;
+}
+
+}  // namespace vorn
