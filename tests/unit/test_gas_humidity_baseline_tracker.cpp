@@ -1,0 +1,318 @@
+// Baseline tracker: interval derivation, humidity compensation, seeding, gating,
+// the single-precision bound filter, grading, hold-off and the two sections.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "modules/gas_humidity_baseline_tracker.h"
+#include "vorn/vorn.h"
+
+namespace vorn {
+namespace {
+
+// With zero humidity the absolute humidity floors at 0.01, so x = logGas - 2 * slope;
+// at interval 300 (slope 0.75) x = logGas - 1.5 exactly.
+struct Tracker : ::testing::Test {
+    GasHumidityBaselineTracker t;
+    BaselineBounds b{};
+    float x = 0.0f;
+    void SetUp() override { t.updateInterfaceDependency(300); }
+    float y() const { return t.rangeScale * 0.09691001f; }  // the narrowest band
+    void step(float logGas, float temperature = 25.0f, float humidity = 0.0f, uint8_t acc = 1,
+              uint8_t cont = 1, bool heating = false, float event = 0.0f) {
+        t.doStep(acc, cont, heating, b, x, logGas, temperature, humidity, event);
+    }
+};
+
+struct IntervalCase {
+    uint16_t interval;
+    uint16_t stepSeconds;
+    uint32_t rangeScaleBits;
+    uint8_t threshold;
+    float slope;  // with slopes 1, 2, 3, 4 configured
+};
+
+class TrackerInterval : public ::testing::TestWithParam<IntervalCase> {};
+
+TEST_P(TrackerInterval, DerivesStepScaleThresholdAndSlope) {
+    const IntervalCase c = GetParam();
+    GasHumidityBaselineTracker t;
+    t.humiditySlope = {1.0f, 2.0f, 3.0f, 4.0f};
+    t.updateInterfaceDependency(c.interval);
+    EXPECT_EQ(t.samplIntvl, c.interval);
+    EXPECT_EQ(t.stepSeconds, c.stepSeconds);
+    // log10f(0.64f) may sit one ulp off, so interval 300 gets 2 ulps of room.
+    const auto bits = static_cast<int64_t>(std::bit_cast<uint32_t>(t.rangeScale));
+    EXPECT_LE(std::abs(bits - int64_t{c.rangeScaleBits}), 2);
+    EXPECT_EQ(t.inBandThreshold, c.threshold);
+    BaselineBounds b{};
+    float x = 0.0f;
+    t.doStep(1, 1, false, b, x, 10.0f, 25.0f, 0.0f, 0.0f);
+    EXPECT_EQ(x, 10.0f - 2.0f * c.slope);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Intervals, TrackerInterval,
+    ::testing::Values(IntervalCase{100, 1, 0x3f800000, 34, 4.0f},     // 1.0
+                      IntervalCase{300, 3, 0x3f5fa817, 20, 3.0f},     // 0.8736585
+                      IntervalCase{1800, 18, 0x3f800000, 8, 2.0f},    // 1.0
+                      IntervalCase{30000, 300, 0x3efffee5, 2, 1.0f},  // 0.4999916
+                      IntervalCase{150, 2, 0x3efffee5, 28, 1.0f},     // 1.5 s rounds up
+                      IntervalCase{0, 0, 0x3efffee5, 255, 1.0f}));    // 2*sqrt(65535) low byte
+
+TEST_F(Tracker, IntervalOffOrRepeatedChangesNothing) {
+    t.rangeScale = 7.0f;
+    t.updateInterfaceDependency(65535);
+    t.updateInterfaceDependency(300);
+    EXPECT_EQ(t.rangeScale, 7.0f);
+    EXPECT_EQ(t.samplIntvl, 300);
+}
+
+TEST_F(Tracker, CompensatesForAbsoluteHumidity) {
+    // Exact single-precision bits; double intermediates give 0x40b9c2fa at 35 C.
+    step(5.0f, 25.0f, 50.0f);  // AH 11.48389 g/m3: 5.795067
+    EXPECT_EQ(std::bit_cast<uint32_t>(x), 0x40b97130u);
+    step(5.0f, 35.0f, 30.0f);
+    EXPECT_EQ(std::bit_cast<uint32_t>(x), 0x40b9c2f9u);
+    step(5.0f, 25.0f, std::numeric_limits<float>::quiet_NaN());  // floored like AH 0
+    EXPECT_EQ(x, 3.5f);
+}
+
+TEST_F(Tracker, FirstLearningStepSeedsUpperBoundsOnly) {
+    step(6.5f);
+    EXPECT_EQ(t.robustMax[0], 5.0f);
+    EXPECT_EQ(t.robustMax[1], 5.0f);
+    EXPECT_EQ(t.robustMin[0], 0.0f);
+    EXPECT_EQ(b.upper[0], 5.0f);
+    EXPECT_EQ(b.lower[1], 5.0f - y());
+    EXPECT_EQ(b.status[0], 1.0f);
+    step(6.5f - y() / 2);  // within y of the upper bound: still unseeded
+    EXPECT_EQ(t.robustMin[0], 0.0f);
+    step(6.3f);
+    EXPECT_EQ(t.robustMin[0], x);
+}
+
+struct GateCase {
+    float temperature, humidity;
+    uint8_t acc, cont;
+    bool heating;
+    bool learns;
+    float status;
+};
+
+class TrackerGate : public Tracker, public ::testing::WithParamInterface<GateCase> {};
+
+TEST_P(TrackerGate, LearnsAndGradesOnlyWhenAllowed) {
+    const GateCase c = GetParam();
+    t.trackStatus = {2.0f, 2.0f};
+    t.inBandCount = {7, 7};
+    step(6.5f, c.temperature, c.humidity, c.acc, c.cont, c.heating);
+    EXPECT_EQ(t.robustMax[0] != 0.0f, c.learns);
+    EXPECT_EQ(t.trackStatus[1], c.status);
+    EXPECT_EQ(t.inBandCount[1], c.status == 2.0f ? 7 : 20);
+    // The outputs are written whatever the gate says.
+    EXPECT_EQ(b.upper[0], x);
+    EXPECT_EQ(b.status[0], c.status);
+}
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+INSTANTIATE_TEST_SUITE_P(Gates, TrackerGate,
+                         ::testing::Values(GateCase{-40.0f, 0.0f, 1, 1, false, true, 1.0f},
+                                           GateCase{85.0f, 100.0f, 1, 1, false, true, 1.0f},
+                                           GateCase{85.01f, 50.0f, 1, 1, false, false, 1.0f},
+                                           GateCase{-40.01f, 50.0f, 1, 1, false, false, 1.0f},
+                                           GateCase{25.0f, 100.01f, 1, 1, false, false, 1.0f},
+                                           GateCase{kNaN, 50.0f, 1, 1, false, false, 1.0f},
+                                           GateCase{25.0f, 50.0f, 0, 1, false, true, 0.0f},
+                                           GateCase{25.0f, 50.0f, 1, 0, false, false, 0.0f},
+                                           GateCase{25.0f, 50.0f, 1, 1, true, false, 2.0f}));
+
+// Bound bits evaluated step by step in single precision, independently of the
+// module. Double-precision intermediates give different bits (e.g. step 2's upper
+// bound of track 1 would be 0x3e7ff6e6), notably through 1 - exp(-dt / tau).
+TEST_F(Tracker, BoundFilterIsSinglePrecision) {
+    struct Expected {
+        float logGas;
+        std::array<uint32_t, 4> bits;  // max 1, max 2, min 1, min 2
+    };
+    constexpr Expected kSteps[] = {
+        {1.75f, {0x3e800000, 0x3e800000, 0x00000000, 0x00000000}},
+        {0.75f, {0x3e7ff6e4, 0x3e7ffffc, 0xbf400000, 0xbf400000}},
+        {0.8f, {0x3e7fee3d, 0x3e7ffff8, 0xbf3fffe3, 0xbf400000}},
+        {1.9f, {0x3e804311, 0x3e804bef, 0xbf3ffd45, 0xbf3fffff}},  // rises by R
+        {0.7f, {0x3e803e48, 0x3e804bed, 0xbf40233e, 0xbf4025f8}},  // falls by R
+        {1.0f, {0x3e803add, 0x3e804beb, 0xbf4022ac, 0xbf4025f8}},
+    };
+    for (const Expected& e : kSteps) {
+        step(e.logGas);
+        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMax[0]), e.bits[0]) << e.logGas;
+        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMax[1]), e.bits[1]) << e.logGas;
+        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMin[0]), e.bits[2]) << e.logGas;
+        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMin[1]), e.bits[3]) << e.logGas;
+    }
+}
+
+// Temperature 90 C is out of range: bounds stay put and only grading runs.
+TEST_F(Tracker, GradingCountsInBandStepsAndSaturates) {
+    t.robustMax = {5.5f, 5.5f};
+    t.robustMin = {4.5f, 4.5f};
+    step(7.5f, 90.0f);  // x = 6.0, outside
+    EXPECT_EQ(t.trackStatus[0], 2.0f);
+    EXPECT_EQ(t.inBandCount[0], 0);
+    for (int i = 1; i <= 300; ++i) {
+        step(6.5f, 90.0f);  // x = 5.0, the band's centre
+        EXPECT_EQ(t.trackStatus[0], i < 20 ? 2.0f : 3.0f) << i;
+        EXPECT_EQ(t.inBandCount[0], std::min(i, 255)) << i;
+    }
+    EXPECT_EQ(t.robustMax[0], 5.5f);
+}
+
+TEST_F(Tracker, SettledTrackToleratesANarrowerBandAtItsCentre) {
+    struct Case {
+        float previous, xOffset, status;  // x = l + xOffset * width
+    };
+    const float width = 1.2f * y();
+    for (const Case c : {Case{3.0f, 0.5f, 3.0f}, Case{2.0f, 0.5f, 1.0f}, Case{3.0f, 0.02f, 1.0f}}) {
+        t.robustMax = {5.0f + width, 5.0f + width};
+        t.robustMin = {5.0f, 5.0f};
+        t.trackStatus = {c.previous, c.previous};
+        t.inBandCount = {100, 100};
+        step(6.5f + c.xOffset * width, 90.0f);
+        EXPECT_EQ(t.trackStatus[0], c.status) << c.previous << " " << c.xOffset;
+    }
+}
+
+TEST_F(Tracker, HoldOffSuspendsTrackingUntilCountedDown) {
+    t.holdOffTarget = {3600, 0};
+    step(6.5f, 25.0f, 0.0f, 1, 1, false, 1.5f);
+    step(6.5f, 25.0f, 0.0f, 1, 1, false, 1.0f);  // re-applied while the input holds
+    EXPECT_EQ(t.holdOffRemaining, 3600);
+    for (int i = 0; i < 1200; ++i) step(6.5f);
+    EXPECT_EQ(t.holdOffRemaining, 0);
+    EXPECT_EQ(t.robustMax[0], 0.0f);
+    step(6.5f);
+    EXPECT_EQ(t.robustMax[0], 5.0f);
+    step(6.5f, 25.0f, 0.0f, 1, 1, false, 2.0f);  // kind 2 targets 0: no hold-off, no move
+    EXPECT_EQ(t.holdOffRemaining, 0);
+}
+
+TEST_F(Tracker, HoldOffEventsMoveTowardTargetAndNeverWrap) {
+    struct Case {
+        uint16_t remaining, target;
+        float exponent, event;
+        uint16_t after;
+    };
+    const float ln2 = std::log(2.0f);
+    for (const Case c : {Case{3600, 0, ln2, 1.0f, 1800}, Case{0, 1001, ln2, 1.0f, 501},
+                         Case{100, 7, -20.0f, 1.0f, 0}, Case{9, 4000, 0.0f, 0.5f, 6},
+                         Case{2, 4000, 0.0f, -1.0f, 0}, Case{9, 4000, 0.0f, 3.0f, 6},
+                         Case{9, 4000, 0.0f, 2.9f, 4000}, Case{100, 65535, -1.0f, 1.0f, 65535}}) {
+        t.holdOffRemaining = c.remaining;
+        t.holdOffTarget = {c.target, c.target};
+        t.holdOffExponent = {c.exponent, c.exponent};
+        step(6.5f, 25.0f, 0.0f, 1, 1, false, c.event);
+        EXPECT_EQ(t.holdOffRemaining, c.after) << c.remaining << " " << c.event;
+    }
+}
+
+template <typename T>
+T at(const uint8_t* buffer, std::size_t offset) {
+    T value;
+    std::memcpy(&value, buffer + offset, sizeof(T));
+    return value;
+}
+
+TEST(TrackerSections, ConfigurationFieldsSitAtTheirOffsets) {
+    GasHumidityBaselineTracker t;
+    t.decayTimeConstant = {11.0f, 12.0f};
+    t.riseTime = 13.0f;
+    t.humiditySlope = {14.0f, 15.0f, 16.0f, 17.0f};
+    t.holdOffTarget = {18, 19};
+    t.temperatureMin = -20;
+    t.temperatureMax = 21;
+    t.humidityMin = 22;
+    t.humidityMax = 23;
+    t.holdOffExponent = {24.0f, 25.0f};
+    std::array<uint8_t, 64> buf{};
+    ASSERT_EQ(t.getConfiguration(buf.data(), 64, 0), 48u);
+    EXPECT_EQ(at<uint16_t>(buf.data(), 0), 48);
+    EXPECT_EQ(buf[2], 1);
+    const float floats[] = {11, 12, 13, 14, 15, 16, 17};
+    for (std::size_t i = 0; i < 7; ++i) EXPECT_EQ(at<float>(buf.data(), 4 + 4 * i), floats[i]);
+    EXPECT_EQ(at<uint16_t>(buf.data(), 32), 18);
+    EXPECT_EQ(at<uint16_t>(buf.data(), 34), 19);
+    EXPECT_EQ(static_cast<int8_t>(buf[36]), -20);
+    EXPECT_EQ(buf[37], 21);
+    EXPECT_EQ(buf[38], 22);
+    EXPECT_EQ(buf[39], 23);
+    EXPECT_EQ(at<float>(buf.data(), 40), 24.0f);
+    EXPECT_EQ(at<float>(buf.data(), 44), 25.0f);
+
+    GasHumidityBaselineTracker back;
+    ASSERT_EQ(back.configure(buf.data(), 48), RC_OK);
+    std::array<uint8_t, 64> again{};
+    back.getConfiguration(again.data(), 64, 0);
+    EXPECT_EQ(again, buf);
+}
+
+TEST(TrackerSections, StateFieldsSitAtTheirOffsets) {
+    GasHumidityBaselineTracker t;
+    t.robustMax = {1.0f, 2.0f};
+    t.robustMin = {3.0f, 4.0f};
+    t.reserved1 = 5;
+    t.reserved2 = 6;
+    t.samplIntvl = 7;
+    t.inBandCount = {8, 9};
+    t.trackStatus = {10.0f, 11.0f};
+    t.holdOffRemaining = 12;
+    t.stepSeconds = 13;
+    t.rangeScale = 14.0f;
+    t.inBandThreshold = 15;
+    std::array<uint8_t, 64> buf{};
+    ASSERT_EQ(t.getState(buf.data(), 64, 0), 45u);
+    const float floats[] = {1, 2, 3, 4};
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(at<float>(buf.data(), 4 + 4 * i), floats[i]);
+    const uint16_t shorts[] = {5, 6, 7};
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(at<uint16_t>(buf.data(), 20 + 2 * i), shorts[i]);
+    EXPECT_EQ(buf[26], 8);
+    EXPECT_EQ(buf[27], 9);
+    EXPECT_EQ(at<float>(buf.data(), 28), 10.0f);
+    EXPECT_EQ(at<float>(buf.data(), 32), 11.0f);
+    EXPECT_EQ(at<uint16_t>(buf.data(), 36), 12);
+    EXPECT_EQ(at<uint16_t>(buf.data(), 38), 13);
+    EXPECT_EQ(at<float>(buf.data(), 40), 14.0f);
+    EXPECT_EQ(buf[44], 15);
+
+    GasHumidityBaselineTracker back;
+    ASSERT_EQ(back.setState(buf.data(), 45), RC_OK);
+    std::array<uint8_t, 64> again{};
+    back.getState(again.data(), 64, 0);
+    EXPECT_EQ(again, buf);
+}
+
+TEST(TrackerSections, ShortForeignOrOverflowingSectionsAreRefused) {
+    GasHumidityBaselineTracker source;
+    source.robustMax = {9.0f, 9.0f};
+    source.riseTime = 9.0f;
+    std::array<uint8_t, 64> state{}, config{};
+    source.getState(state.data(), 64, 0);
+    source.getConfiguration(config.data(), 64, 0);
+
+    GasHumidityBaselineTracker t;
+    EXPECT_EQ(t.setState(state.data(), 44), RC_E_SECTION_SHORT);
+    EXPECT_EQ(t.configure(config.data(), 47), RC_E_SECTION_SHORT);
+    EXPECT_EQ(t.setState(state.data(), 3), RC_E_SECTION_SHORT);
+    state[2] = 2;
+    EXPECT_EQ(t.setState(state.data(), 45), RC_E_SECTION_UNKNOWN);
+    EXPECT_EQ(t.robustMax[0], 0.0f);
+    EXPECT_EQ(t.riseTime, 1800.0f);
+
+    EXPECT_EQ(source.getState(state.data(), 30, 0), 31u);  // the overflow marker
+    EXPECT_EQ(source.getConfiguration(config.data(), 30, 0), 31u);
+}
+
+}  // namespace
+}  // namespace vorn
