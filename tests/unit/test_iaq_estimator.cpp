@@ -1,0 +1,234 @@
+// IAQ estimator: derived slopes, the two indices, the linear and exponential
+// estimates, the percentage, progress blending, zero-width bands and sections.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "modules/iaq_estimator.h"
+#include "vorn/vorn.h"
+
+namespace vorn {
+namespace {
+
+// Worked figures that pass through log10f(0.64f), one ulp off on this platform,
+// are compared within 2 ulps.
+void expectWithinUlps(float actual, float expected, int64_t ulps) {
+    const auto a = static_cast<int64_t>(std::bit_cast<int32_t>(actual));
+    const auto e = static_cast<int64_t>(std::bit_cast<int32_t>(expected));
+    EXPECT_LE(std::abs(a - e), ulps) << actual << " vs " << expected;
+}
+
+constexpr BaselineBounds kBand{{5.0f, 5.0f}, {4.8f, 4.0f}, {3.0f, 1.0f}};
+
+IaqResults run(IaqEstimator& e, float x, const BaselineBounds& b = kBand, float p = 1.0f) {
+    IaqResults r{};
+    e.doStep(b, r, x, p);
+    return r;
+}
+
+TEST(IaqDerived, FollowTheIntervalAndConfiguration) {
+    struct Case {
+        uint16_t interval;
+        float fixedSlope;
+    };
+    for (const Case c : {Case{300, 1160.8707f}, Case{100, 1014.2046f}, Case{1800, 1014.2046f},
+                         Case{30000, 2028.4434f}, Case{500, 2028.4434f}}) {
+        IaqEstimator e;
+        e.updateInterfaceDependency(c.interval);
+        expectWithinUlps(e.fixedSlope, c.fixedSlope, 2);
+        EXPECT_FLOAT_EQ(e.expLogSlope, 0.0065649836f);
+        EXPECT_FLOAT_EQ(e.expLogIntercept, -0.46515465f);
+        e.updateInterfaceDependency(65535);
+        expectWithinUlps(e.fixedSlope, c.fixedSlope, 2);
+    }
+}
+
+TEST(IaqDerived, BeforeAnyIntervalTheFixedScaleRestsAtTheOffset) {
+    IaqEstimator e;
+    const IaqResults r = run(e, 4.0f);
+    EXPECT_EQ(r[1].value, 25.0f);
+    EXPECT_EQ(r[3].value, 1.0f);
+}
+
+TEST(IaqIndices, BandScaledIndexIsBoundedAndFixedScaleIsNot) {
+    IaqEstimator e;
+    e.updateInterfaceDependency(300);
+    struct Case {
+        float x, index;
+    };
+    for (const Case c :
+         {Case{5.0f, 25.0f}, Case{4.8f, 250.0f}, Case{3.0f, 500.0f}, Case{5.5f, 0.0f}}) {
+        const IaqResults r = run(e, c.x);
+        EXPECT_FLOAT_EQ(r[0].value, c.index) << c.x;
+        EXPECT_EQ(r[0].accuracy, 3.0f);
+        EXPECT_EQ(r[4].accuracy, 1.0f);
+    }
+    EXPECT_EQ(run(e, 5.0f)[1].value, 25.0f);
+    EXPECT_GT(run(e, 3.0f)[1].value, 2000.0f);
+    EXPECT_EQ(run(e, 5.5f)[1].value, 0.0f);
+    expectWithinUlps(run(e, 5.0f - 0.19382003f)[1].value, 249.99997f, 2);
+    e.updateInterfaceDependency(30000);
+    EXPECT_EQ(run(e, 5.0f - 0.11092249f)[1].value, 249.99968f);
+}
+
+// With fixedSlope 1 and offset 0 the fixed-scale index is exactly -x (upper bound 0).
+class IaqEstimates : public ::testing::Test {
+protected:
+    IaqEstimator e;
+    void SetUp() override {
+        e.updateInterfaceDependency(300);
+        e.fixedSlope = 1.0f;
+        e.indexOffset = 0;
+    }
+    IaqResults at(float fixedScale) {
+        return run(e, -fixedScale, BaselineBounds{{0.0f, 0.0f}, {-1.0f, -1.0f}, {2.0f, 2.0f}});
+    }
+};
+
+TEST_F(IaqEstimates, LinearEstimateHasTwoPiecesAndAFloor) {
+    struct Case {
+        float index, linear;
+    };
+    for (const Case c : {Case{0.0f, 400.0f}, Case{25.0f, 500.0f}, Case{66.66f, 666.64f},
+                         Case{66.67f, 666.7f}, Case{100.0f, 1000.0f}, Case{250.0f, 2500.0f}}) {
+        EXPECT_FLOAT_EQ(at(c.index)[2].value, c.linear) << c.index;
+    }
+    e.linearSlopeHigh = 1.0f;  // the knee does not follow the configuration
+    EXPECT_EQ(at(100.0f)[2].value, 400.0f);
+}
+
+TEST_F(IaqEstimates, ExponentialEstimateIsCapped) {
+    struct Case {
+        float index, estimate;
+    };
+    for (const Case c :
+         {Case{0.0f, 0.34264576f}, Case{25.0f, 0.49999994f}, Case{100.0f, 1.5536162f},
+          Case{250.0f, 15.000002f}, Case{500.0f, 656.655f}, Case{1000.0f, 1000.0f}}) {
+        EXPECT_FLOAT_EQ(at(c.index)[3].value, c.estimate) << c.index;
+        EXPECT_EQ(at(c.index)[3].accuracy, 2.0f);
+    }
+}
+
+TEST(IaqPercent, PositionInTheSlowBandCappedAtOneHundred) {
+    IaqEstimator e;
+    e.updateInterfaceDependency(300);
+    struct Case {
+        float x, percent;
+    };
+    for (const Case c : {Case{5.0f, 0.0f}, Case{4.0f, 100.0f}, Case{4.5f, 50.0f},
+                         Case{3.0f, 100.0f}, Case{5.5f, -50.0f}}) {
+        EXPECT_FLOAT_EQ(run(e, c.x)[4].value, c.percent) << c.x;
+    }
+}
+
+TEST(IaqBlending, RisingIndicesArePulledTowardTheHeldValues) {
+    IaqEstimator e;
+    e.updateInterfaceDependency(300);
+    // Band 0..-225: the band-scaled index is 25 - x.
+    const BaselineBounds wide{{0.0f, 0.0f}, {-225.0f, -225.0f}, {3.0f, 3.0f}};
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+    IaqResults r = run(e, -100.0f, wide, 0.5f);  // computed 125, held 25
+    EXPECT_EQ(r[0].value, 50.0f);
+    EXPECT_FLOAT_EQ(r[1].value, 18.75f + 0.25f * (100.0f * e.fixedSlope + 25.0f));
+    EXPECT_EQ(e.heldIndex, 25.0f);
+    EXPECT_FLOAT_EQ(run(e, 5.0f, wide, 0.5f)[0].value, 20.0f);  // falling: unchanged
+
+    // Each index compares with its own held value.
+    e.heldFixedScaleIndex = 1.0e6f;
+    r = run(e, -100.0f, wide, 0.5f);
+    EXPECT_EQ(r[0].value, 50.0f);
+    EXPECT_FLOAT_EQ(r[1].value, 100.0f * e.fixedSlope + 25.0f);
+
+    // Full progress (NaN counts as full) stores the held values, unblended.
+    r = run(e, -100.0f, wide, kNaN);
+    EXPECT_FLOAT_EQ(r[0].value, 125.0f);
+    EXPECT_EQ(e.heldIndex, r[0].value);
+    EXPECT_EQ(e.heldFixedScaleIndex, r[1].value);
+    EXPECT_EQ(run(e, -200.0f, wide, 0.0f)[0].value, e.heldIndex);
+}
+
+TEST(IaqZeroWidthBand, GivesStepsNotNaN) {
+    IaqEstimator e;
+    e.updateInterfaceDependency(300);
+    const BaselineBounds flat{{5.0f, 5.0f}, {5.0f, 5.0f}, {3.0f, 3.0f}};
+    EXPECT_EQ(run(e, 5.0f, flat)[0].value, 25.0f);
+    EXPECT_EQ(run(e, 4.9f, flat)[0].value, 500.0f);
+    EXPECT_EQ(run(e, 5.1f, flat)[4].value, 0.0f);
+    EXPECT_EQ(run(e, 4.9f, flat)[4].value, 100.0f);
+}
+
+template <typename T>
+T at(const uint8_t* buffer, std::size_t offset) {
+    T value;
+    std::memcpy(&value, buffer + offset, sizeof(T));
+    return value;
+}
+
+TEST(IaqSections, FieldsSitAtTheirOffsetsAndRoundTrip) {
+    IaqEstimator e;
+    e.indexLowerLimit = 1;
+    e.indexUpperLimit = 2;
+    e.indexScale = 3;
+    e.indexOffset = 4;
+    e.linearSlopeLow = 5.0f;
+    e.linearSlopeHigh = 6.0f;
+    e.linearBase = 7;
+    e.expValueHigh = 8.0f;
+    e.expValueLow = 9.0f;
+    e.heldIndex = 10.0f;
+    e.heldFixedScaleIndex = 11.0f;
+    std::array<uint8_t, 32> config{}, state{};
+    ASSERT_EQ(e.getConfiguration(config.data(), 32, 0), 28u);
+    ASSERT_EQ(e.getState(state.data(), 32, 0), 12u);
+    EXPECT_EQ(config[2], 2);
+    EXPECT_EQ(config[4], 1);
+    EXPECT_EQ(at<uint16_t>(config.data(), 5), 2);
+    EXPECT_EQ(at<uint16_t>(config.data(), 7), 3);
+    EXPECT_EQ(config[9], 4);
+    EXPECT_EQ(at<float>(config.data(), 10), 5.0f);
+    EXPECT_EQ(at<float>(config.data(), 14), 6.0f);
+    EXPECT_EQ(at<uint16_t>(config.data(), 18), 7);
+    EXPECT_EQ(at<float>(config.data(), 20), 8.0f);
+    EXPECT_EQ(at<float>(config.data(), 24), 9.0f);
+    EXPECT_EQ(at<float>(state.data(), 4), 10.0f);
+    EXPECT_EQ(at<float>(state.data(), 8), 11.0f);
+
+    IaqEstimator back;
+    back.updateInterfaceDependency(300);
+    const float slope = back.fixedSlope;
+    ASSERT_EQ(back.configure(config.data(), 28), RC_OK);
+    ASSERT_EQ(back.setState(state.data(), 12), RC_OK);
+    EXPECT_EQ(back.fixedSlope, slope);  // derived values wait for the next interval update
+    std::array<uint8_t, 32> again{};
+    back.getConfiguration(again.data(), 32, 0);
+    EXPECT_EQ(again, config);
+    back.getState(again.data(), 32, 0);
+    EXPECT_EQ(std::memcmp(again.data(), state.data(), 12), 0);
+}
+
+TEST(IaqSections, ShortForeignOrOverflowingSectionsAreRefused) {
+    IaqEstimator source;
+    source.indexScale = 99;
+    source.heldIndex = 99.0f;
+    std::array<uint8_t, 32> config{}, state{};
+    source.getConfiguration(config.data(), 32, 0);
+    source.getState(state.data(), 32, 0);
+
+    IaqEstimator e;
+    EXPECT_EQ(e.configure(config.data(), 27), RC_E_SECTION_SHORT);
+    EXPECT_EQ(e.setState(state.data(), 11), RC_E_SECTION_SHORT);
+    EXPECT_EQ(e.setState(state.data(), 0), RC_E_SECTION_SHORT);
+    config[2] = 1;
+    EXPECT_EQ(e.configure(config.data(), 28), RC_E_SECTION_UNKNOWN);
+    EXPECT_EQ(e.indexScale, 225);
+    EXPECT_EQ(e.heldIndex, 25.0f);
+    EXPECT_EQ(source.getConfiguration(config.data(), 20, 0), 21u);
+    EXPECT_EQ(source.getState(state.data(), 10, 0), 11u);
+}
+
+}  // namespace
+}  // namespace vorn
