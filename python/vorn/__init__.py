@@ -1,0 +1,48 @@
+"""vorn: sensor fusion for gsx410 gas sensors, from Python (standard library only).
+
+vorn.Library  the full library API over libvorn.so (vorn.library)
+vorn.host     the one-call-per-measurement host interface over libvorn_host.so
+
+Importing the package loads no shared library; each is found and loaded when the
+first Library or Host is made (see vorn._loader for where it looks, and the
+VORN_LIBRARY / VORN_HOST_LIBRARY environment variables). The package's command
+line (`python3 -m vorn ...`) lives in vorn.__main__.
+"""
+
+from . import host
+from .errors import LibraryNotFoundError, VornError, VornWarning
+from .host import Host, HostResult
+from .ids import InputId, OutputId, Status, input_id, output_id, status_name
+from .library import (
+    RATE_DISABLED,
+    Library,
+    Output,
+    SensorSettings,
+    StepResult,
+    Subscription,
+    Version,
+)
+
+__version__ = "1.4.7.4"
+
+__all__ = [
+    "Host",
+    "HostResult",
+    "InputId",
+    "Library",
+    "LibraryNotFoundError",
+    "Output",
+    "OutputId",
+    "RATE_DISABLED",
+    "SensorSettings",
+    "Status",
+    "StepResult",
+    "Subscription",
+    "Version",
+    "VornError",
+    "VornWarning",
+    "host",
+    "input_id",
+    "output_id",
+    "status_name",
+]
