@@ -51,6 +51,25 @@ constexpr float kStatusSettled = 3.0f;
 // Samples in the nominal 300 s grading window: 30000 in 10 ms units.
 constexpr uint32_t kGradingWindow = 30000;
 
+// The narrowest band a track keeps between its bounds, y.
+float narrowestBand(const GasHumidityBaselineTracker& t) {
+    return t.rangeScale * kLog10Ratio125;
+}
+
+// Humidity slope of the compensation at the applied interval.
+float humiditySlopeFor(const GasHumidityBaselineTracker& t) {
+    switch (t.samplIntvl) {
+        case 300:
+            return t.humiditySlope[2];
+        case 1800:
+            return t.humiditySlope[1];
+        case 100:
+            return t.humiditySlope[3];
+        default:
+            return t.humiditySlope[0];
+    }
+}
+
 float absoluteHumidity(float temperature, float humidity) {
     const float a = (temperature * kMagnusBeta) / (temperature + kMagnusLambda);
     float ah = ((humidity * kSaturationPressure0) / 100.0f) * std::exp(a) /
@@ -124,7 +143,7 @@ void GasHumidityBaselineTracker::filterRobustMaxMin(float& bound, bool lowerBoun
                                                     float x) const {
     if (track != 1 && track != 2) return;
     const std::size_t k = track - 1u;
-    const float y = rangeScale * kLog10Ratio125;
+    const float y = narrowestBand(*this);
     const float dt = static_cast<float>(samplIntvl) / 100.0f;
     const float rise = (rangeScale * kLog10Ratio250 / riseTime) * dt;
     const auto relax = [&] { return 1.0f - std::exp(-dt / decayTimeConstant[k]); };
@@ -147,7 +166,7 @@ namespace {
 
 // Moves a track's bounds for one sample: seed, then filter upper then lower.
 void trackBounds(GasHumidityBaselineTracker& t, std::size_t k, float x) {
-    const float y = t.rangeScale * kLog10Ratio125;
+    const float y = narrowestBand(t);
     const auto track = static_cast<uint8_t>(k + 1);
     if (t.robustMax[k] == 0.0f) t.robustMax[k] = x;
     // The lower bound is seeded only once the signal lies clearly below the upper.
@@ -185,7 +204,7 @@ void trackingStep(GasHumidityBaselineTracker& t, float x, float baselineIndex) {
 
 // Grades one track from its band and the signal's place in it.
 void classifyTrack(GasHumidityBaselineTracker& t, std::size_t k, float x, bool flagsSet) {
-    const float y = t.rangeScale * kLog10Ratio125;
+    const float y = narrowestBand(t);
     const float u = t.robustMax[k];
     const float l = t.robustMin[k];
     const bool outside = u <= x || l >= x;
@@ -220,7 +239,7 @@ void classifyTrack(GasHumidityBaselineTracker& t, std::size_t k, float x, bool f
 }
 
 void writeBounds(const GasHumidityBaselineTracker& t, float x, BaselineBounds& bounds) {
-    const float y = t.rangeScale * kLog10Ratio125;
+    const float y = narrowestBand(t);
     for (std::size_t k = 0; k < 2; ++k) {
         const float upper = t.robustMax[k] != 0.0f ? t.robustMax[k] : x;
         bounds.upper[k] = upper;
@@ -237,15 +256,7 @@ void GasHumidityBaselineTracker::doStep(uint8_t accumulatedFlag, uint8_t continu
                                         float humidity, float baselineIndex) {
     float logAh = absoluteHumidity(temperature, humidity);
     log10(logAh);
-    float slope = humiditySlope[0];
-    if (samplIntvl == 300) {
-        slope = humiditySlope[2];
-    } else if (samplIntvl == 1800) {
-        slope = humiditySlope[1];
-    } else if (samplIntvl == 100) {
-        slope = humiditySlope[3];
-    }
-    const float x = slope * logAh + logGas;
+    const float x = humiditySlopeFor(*this) * logAh + logGas;
     compensated = x;
 
     const bool inRange = temperature <= static_cast<float>(temperatureMax) &&
