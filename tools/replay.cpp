@@ -1,0 +1,482 @@
+// The replay loop and its summary. The hot path parses five numbers per row with
+// std::from_chars, makes two library calls, and formats the outputs with compiled
+// {fmt} patterns into a block buffer; nothing on it allocates.
+#include "replay.h"
+
+#include <fmt/compile.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cmath>
+
+#include "blob_file.h"
+#include "blob_schema.h"
+#include "csv.h"
+#include "names.h"
+#include "simulate.h"
+#include "tool_error.h"
+#include "vorn/vorn.h"
+
+namespace vorn::tools {
+
+namespace {
+
+constexpr double kNsPerSecond = 1e9;
+constexpr double kMaxAbsTimeSeconds = 9.2e9;  // keeps time * 1e9 inside int64
+constexpr int kMaxOutputId = 21;
+constexpr uint8_t kOutputCapacity = 16;
+constexpr uint32_t kMeasuredInputsMask = 0xF;  // pressure, humidity, temperature, gas
+
+// Outputs that need the gas input: subscribing the status flags next to any of them at
+// the same rate changes no schedule and no other output.
+constexpr std::array<uint8_t, 9> kGasOutputs = {OUT_IAQ_INDEX,
+                                                OUT_IAQ_FIXED_SCALE,
+                                                OUT_LINEAR_ESTIMATE,
+                                                OUT_EXPONENTIAL_ESTIMATE,
+                                                OUT_PASSTHROUGH_GAS,
+                                                OUT_ACCUMULATED_TIME_FLAG,
+                                                OUT_CONTINUOUS_TIME_FLAG,
+                                                OUT_COMPENSATED_LOG_GAS,
+                                                OUT_GAS_SCALE_PERCENT};
+
+enum Column { kTime, kTemperature, kPressure, kHumidity, kGas, kColumnCount };
+constexpr std::array<const char*, kColumnCount> kColumnNames = {
+    "time_s", "temperature_c", "pressure_pa", "humidity_pct", "gas_ohm"};
+
+struct InputColumn {
+    Column column;
+    uint8_t id;
+    float min, max;  // the library's default accepted range, for messages only
+};
+constexpr std::array<InputColumn, 4> kInputColumns = {{
+    {kPressure, IN_PRESSURE, 0.0f, 2.0e6f},
+    {kHumidity, IN_HUMIDITY, 0.0f, 100.0f},
+    {kTemperature, IN_TEMPERATURE, -65.0f, 125.0f},
+    {kGas, IN_GAS_RESISTANCE, 170.0f, 1.32e7f},
+}};
+
+bool contains(const std::vector<uint8_t>& ids, uint8_t id) {
+    for (const uint8_t x : ids) {
+        if (x == id) return true;
+    }
+    return false;
+}
+
+void importBlob(const std::string& path, bool configuration) {
+    const BlobFile file = loadBlobFile(path);
+    if (file.blob.empty()) return;  // a state file of length 0 holds nothing to restore
+    std::vector<uint8_t> work(kToolWorkBytes);
+    const auto size = static_cast<uint32_t>(file.blob.size());
+    const int32_t status =
+        configuration ? vorn_set_configuration(file.blob.data(), size, work.data(), kToolWorkBytes)
+                      : vorn_set_state(file.blob.data(), size, work.data(), kToolWorkBytes);
+    if (status != RC_OK) {
+        const BlobCheck check =
+            checkBlob(file.blob, configuration ? BlobKind::Configuration : BlobKind::State);
+        throw ToolError(fmt::format(
+            "the library refuses the {} in '{}': {}{}", configuration ? "configuration" : "state",
+            path, describeStatus(status), check.problem.empty() ? "" : " (" + check.problem + ")"));
+    }
+}
+
+void exportBlob(const std::string& path, bool configuration) {
+    std::vector<uint8_t> blob(kToolWorkBytes, 0), work(kToolWorkBytes, 0);
+    uint32_t size = 0;
+    const int32_t status =
+        configuration
+            ? vorn_get_configuration(0, blob.data(), kToolWorkBytes, work.data(), kToolWorkBytes,
+                                     &size)
+            : vorn_get_state(0, blob.data(), kToolWorkBytes, work.data(), kToolWorkBytes, &size);
+    if (status != RC_OK) {
+        throw ToolError(fmt::format("the library cannot export its {}: {}",
+                                    configuration ? "configuration" : "state",
+                                    describeStatus(status)));
+    }
+    blob.resize(size);
+    saveBlobFile(path, blob, wantsStateFileFormat(path));
+}
+
+std::vector<uint8_t> subscriptionIds(const ReplayOptions& o, bool& flagsAdded) {
+    std::vector<uint8_t> ids = o.outputs;
+    flagsAdded = false;
+    bool gas = false;
+    for (const uint8_t id : kGasOutputs) gas = gas || contains(ids, id);
+    if (!gas) return ids;
+    for (const uint8_t flag : {OUT_ACCUMULATED_TIME_FLAG, OUT_CONTINUOUS_TIME_FLAG}) {
+        if (!contains(ids, flag)) {
+            ids.push_back(flag);
+            flagsAdded = true;
+        }
+    }
+    return ids;
+}
+
+void subscribe(const std::vector<uint8_t>& ids, float rate) {
+    std::vector<SensorRate> requests;
+    for (const uint8_t id : ids) requests.push_back(SensorRate{rate, id, {0, 0, 0}});
+    std::array<SensorRate, 8> required{};
+    uint8_t nRequired = required.size();
+    const int32_t status = vorn_update_subscription(
+        requests.data(), static_cast<uint8_t>(requests.size()), required.data(), &nRequired);
+    if (status != RC_OK) {
+        throw ToolError(fmt::format("the library refuses the subscription at {} Hz: {}", rate,
+                                    describeStatus(status)));
+    }
+}
+
+// Column positions of the five inputs in the log's header.
+std::array<size_t, kColumnCount> readHeader(LineReader& reader, const std::string& path) {
+    std::string_view line;
+    if (!reader.next(line)) throw ToolError("'" + path + "' is empty: expected a CSV header");
+    std::array<std::string_view, 64> names{};
+    const size_t n = std::min(splitFields(line, names), names.size());
+    std::array<size_t, kColumnCount> columns{};
+    for (size_t c = 0; c < kColumnCount; ++c) {
+        size_t found = n;
+        for (size_t i = 0; i < n; ++i) {
+            std::string_view name = names[i];
+            while (!name.empty() && name.front() == ' ') name.remove_prefix(1);
+            while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
+            if (name == kColumnNames[c]) found = i;
+        }
+        if (found == n) {
+            throw ToolError(fmt::format("'{}': the header has no column '{}'; expected: {}", path,
+                                        kColumnNames[c], kLogHeader));
+        }
+        columns[c] = found;
+    }
+    return columns;
+}
+
+class Progress {
+public:
+    Progress(bool enabled, uint64_t total) : enabled_(enabled && total > 0), total_(total) {}
+    void update(uint64_t done, uint64_t steps) {
+        if (!enabled_) return;
+        const int percent = static_cast<int>(done * 100 / total_);
+        if (percent == shown_) return;
+        shown_ = percent;
+        constexpr int kWidth = 40;
+        const int filled = percent * kWidth / 100;
+        fmt::print(stderr, "\r  replay [{:#<{}}{:.<{}}] {:3}%  {} steps", "", filled, "",
+                   kWidth - filled, percent, steps);
+        std::fflush(stderr);
+    }
+    ~Progress() {
+        if (enabled_ && shown_ >= 0) fmt::print(stderr, "\r{:80}\r", "");
+    }
+
+private:
+    bool enabled_;
+    uint64_t total_;
+    int shown_ = -1;
+};
+
+// Everything the loop updates per row, kept together so the helpers stay small.
+class Replayer {
+public:
+    Replayer(const ReplayOptions& o, FILE* diagnostics, ReplayReport& report)
+        : o_(o), diag_(diagnostics), report_(report) {}
+
+    void run();
+
+private:
+    void writeHeader(OutputBuffer& out);
+    void badRow(const char* reason, const std::string& detail);
+    bool parseRow(std::string_view line, std::array<double, kColumnCount>& values,
+                  std::string_view& timeText);
+    void processRow(const std::array<double, kColumnCount>& values, int64_t ns,
+                    std::string_view timeText, OutputBuffer& out);
+    std::string rangeDetail(const std::array<double, kColumnCount>& values) const;
+    void track(const OutputSample& s, int64_t ns);
+
+    const ReplayOptions& o_;
+    FILE* diag_;
+    ReplayReport& report_;
+    std::string path_;
+    uint64_t line_ = 0;
+    std::array<size_t, kColumnCount> columns_{};
+    size_t minFields_ = 0;
+    bool haveTime_ = false;
+    int64_t lastNs_ = 0;
+    std::array<bool, kMaxOutputId + 1> written_{};  // output id written to the CSV
+    float lastContinuous_ = 0.0f;
+};
+
+void Replayer::badRow(const char* reason, const std::string& detail) {
+    ++report_.badRows[reason];
+    if (o_.strict) {
+        throw ToolError(fmt::format("{}:{}: {} (--strict stops here)", path_, line_, detail));
+    }
+    const uint64_t count = report_.badRowCount();
+    if (count <= static_cast<uint64_t>(o_.maxReportedBadRows)) {
+        fmt::print(diag_, "warning: {}:{}: {}; row skipped\n", path_, line_, detail);
+    } else if (count == static_cast<uint64_t>(o_.maxReportedBadRows) + 1) {
+        fmt::print(diag_, "warning: further bad rows are counted but not shown\n");
+    }
+}
+
+bool Replayer::parseRow(std::string_view line, std::array<double, kColumnCount>& values,
+                        std::string_view& timeText) {
+    std::array<std::string_view, 64> fields{};
+    const size_t n = splitFields(line, fields);
+    if (n < minFields_) {
+        badRow("too few fields",
+               fmt::format("{} fields, the header names at least {}", n, minFields_));
+        return false;
+    }
+    for (size_t c = 0; c < kColumnCount; ++c) {
+        if (!parseNumber(fields[columns_[c]], values[c])) {
+            badRow("not a number",
+                   fmt::format("{} '{}' is not a number", kColumnNames[c], fields[columns_[c]]));
+            return false;
+        }
+    }
+    timeText = fields[columns_[kTime]];
+    while (!timeText.empty() && timeText.front() == ' ') timeText.remove_prefix(1);
+    while (!timeText.empty() && (timeText.back() == ' ' || timeText.back() == '\r')) {
+        timeText.remove_suffix(1);
+    }
+    return true;
+}
+
+std::string Replayer::rangeDetail(const std::array<double, kColumnCount>& values) const {
+    for (const auto& in : kInputColumns) {
+        const auto v = static_cast<float>(values[in.column]);
+        if (std::isnan(v)) return fmt::format("{} is not a number (NaN)", kColumnNames[in.column]);
+        if (v < in.min || v > in.max) {
+            return fmt::format("{} {} is outside {:g} .. {:g}", kColumnNames[in.column],
+                               values[in.column], in.min, in.max);
+        }
+    }
+    return "a value is outside its accepted range";
+}
+
+void Replayer::track(const OutputSample& s, int64_t ns) {
+    const int64_t since = ns - report_.firstNs;
+    switch (s.id) {
+        case OUT_IAQ_INDEX:
+            ++report_.iaqSteps;
+            if (s.accuracy == 3) {
+                ++report_.iaqSteps3;
+                if (!report_.iaqAccuracy3Ns) report_.iaqAccuracy3Ns = since;
+            }
+            report_.finalIaq = s.value;
+            report_.finalIaqAccuracy = s.accuracy;
+            break;
+        case OUT_ACCUMULATED_TIME_FLAG:
+            if (s.value != 0.0f && !report_.accumulatedFlagNs) report_.accumulatedFlagNs = since;
+            break;
+        case OUT_CONTINUOUS_TIME_FLAG:
+            if (s.value != 0.0f && !report_.continuousFlagNs) report_.continuousFlagNs = since;
+            if (s.value == 0.0f && lastContinuous_ != 0.0f) ++report_.continuousFlagLosses;
+            lastContinuous_ = s.value;
+            break;
+        default:
+            break;
+    }
+}
+
+void Replayer::processRow(const std::array<double, kColumnCount>& values, int64_t ns,
+                          std::string_view timeText, OutputBuffer& out) {
+    SensorSettings settings{};
+    const int32_t control = vorn_sensor_control(ns, &settings);
+    if (control != RC_OK) ++report_.sensorControlWarnings[control];
+    if ((settings.input_mask & kMeasuredInputsMask) == 0) {
+        ++report_.notAsked;
+        return;
+    }
+    std::array<InputSample, 5> inputs{};
+    uint8_t n = 0;
+    for (const auto& in : kInputColumns) {
+        if ((settings.input_mask >> (in.id - 1)) & 1u) {
+            inputs[n++] = InputSample{ns, static_cast<float>(values[in.column]), 1, in.id, {0, 0}};
+        }
+    }
+    if (o_.temperatureOffset && ((settings.input_mask >> (IN_TEMPERATURE - 1)) & 1u)) {
+        inputs[n++] = InputSample{ns, *o_.temperatureOffset, 1, IN_TEMPERATURE_OFFSET, {0, 0}};
+    }
+    std::array<OutputSample, kOutputCapacity> outputs{};
+    uint8_t count = kOutputCapacity;
+    const int32_t status = vorn_do_steps(inputs.data(), n, outputs.data(), &count);
+    if (status < 0) {
+        const char* reason = status == RC_E_INPUT_RANGE ? "out of range" : statusName(status);
+        badRow(reason,
+               fmt::format("{} [{}]", status == RC_E_INPUT_RANGE ? rangeDetail(values) : "refused",
+                           describeStatus(status)));
+        return;
+    }
+    if (status != RC_OK) ++report_.doStepsWarnings[status];
+    ++report_.steps;
+    if (count == 0) return;
+
+    std::array<const OutputSample*, kMaxOutputId + 1> byId{};
+    for (uint8_t i = 0; i < count; ++i) {
+        track(outputs[i], ns);
+        byId[outputs[i].id] = &outputs[i];
+    }
+    auto& buf = out.buffer();
+    buf.append(timeText);
+    for (const uint8_t id : o_.outputs) {
+        const OutputSample* s = byId[id];
+        if (s == nullptr) {
+            buf.append(std::string_view(",,"));
+        } else {
+            fmt::format_to(std::back_inserter(buf), FMT_COMPILE(",{},{}"), s->value, s->accuracy);
+        }
+    }
+    buf.push_back('\n');
+    ++report_.outputRows;
+    out.maybeFlush();
+}
+
+void Replayer::writeHeader(OutputBuffer& out) {
+    auto& buf = out.buffer();
+    buf.append(std::string_view("time_s"));
+    for (const uint8_t id : o_.outputs) {
+        const char* name = outputById(id)->name;
+        fmt::format_to(std::back_inserter(buf), ",{},{}_accuracy", name, name);
+    }
+    buf.push_back('\n');
+}
+
+void Replayer::run() {
+    path_ = o_.log == "-" ? "<stdin>" : o_.log;
+    LineReader reader(o_.log);
+    columns_ = readHeader(reader, path_);
+    for (const size_t c : columns_) minFields_ = std::max(minFields_, c + 1);
+
+    FILE* csv = o_.output == "-" ? stdout : std::fopen(o_.output.c_str(), "wb");
+    if (csv == nullptr) throw ToolError("cannot create '" + o_.output + "'");
+    struct Closer {
+        FILE* f;
+        ~Closer() {
+            if (f != stdout) std::fclose(f);
+        }
+    } closer{csv};
+    OutputBuffer out(csv);
+    writeHeader(out);
+    Progress progress(o_.progress && isatty(fileno(stderr)) != 0, reader.totalBytes());
+
+    std::string_view line;
+    std::array<double, kColumnCount> values{};
+    std::string_view timeText;
+    constexpr uint64_t kProgressEvery = 1u << 16;
+    while (reader.next(line)) {
+        line_ = reader.lineNumber();
+        if (line.empty()) continue;
+        ++report_.rows;
+        if ((report_.rows & (kProgressEvery - 1)) == 0) {
+            progress.update(reader.bytesConsumed(), report_.steps);
+        }
+        if (!parseRow(line, values, timeText)) continue;
+        const double seconds = values[kTime];
+        if (!(std::fabs(seconds) <= kMaxAbsTimeSeconds)) {
+            badRow("time out of range", fmt::format("time_s {} is not a usable time", seconds));
+            continue;
+        }
+        const auto ns = static_cast<int64_t>(std::llround(seconds * kNsPerSecond));
+        if (haveTime_ && ns <= lastNs_) {
+            badRow("time not advancing",
+                   fmt::format("time_s {} {} the previous row's", timeText,
+                               ns == lastNs_ ? "repeats" : "goes back behind"));
+            continue;
+        }
+        if (!haveTime_) report_.firstNs = ns;
+        haveTime_ = true;
+        lastNs_ = ns;
+        report_.lastNs = ns;
+        processRow(values, ns, timeText, out);
+    }
+    out.flush();
+}
+
+std::string duration(int64_t ns) {
+    const double s = static_cast<double>(ns) / kNsPerSecond;
+    if (s >= 86400) return fmt::format("{:.2f} d", s / 86400);
+    if (s >= 3600) return fmt::format("{:.2f} h", s / 3600);
+    if (s >= 60) return fmt::format("{:.1f} min", s / 60);
+    return fmt::format("{:g} s", s);
+}
+
+std::string after(const std::optional<int64_t>& ns, bool tracked) {
+    if (!tracked) return "not tracked (no gas-dependent output subscribed)";
+    if (!ns) return "never reached";
+    return "after " + duration(*ns);
+}
+
+}  // namespace
+
+uint64_t ReplayReport::badRowCount() const {
+    uint64_t total = 0;
+    for (const auto& [reason, count] : badRows) total += count;
+    return total;
+}
+
+ReplayReport replay(const ReplayOptions& options, FILE* diagnostics) {
+    const auto start = std::chrono::steady_clock::now();
+    if (options.outputs.empty()) throw ToolError("no output chosen");
+    ReplayReport report;
+    vorn_init();
+    if (!options.configIn.empty()) importBlob(options.configIn, true);
+    if (!options.stateIn.empty()) importBlob(options.stateIn, false);
+    bool flagsAdded = false;
+    subscribe(subscriptionIds(options, flagsAdded), options.rateHz);
+    report.iaqSubscribed = contains(options.outputs, OUT_IAQ_INDEX);
+    report.flagsTracked = contains(options.outputs, OUT_ACCUMULATED_TIME_FLAG) || flagsAdded;
+
+    Replayer(options, diagnostics, report).run();
+
+    if (!options.stateOut.empty()) exportBlob(options.stateOut, false);
+    if (!options.configOut.empty()) exportBlob(options.configOut, true);
+    report.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return report;
+}
+
+void printSummary(const ReplayOptions& options, const ReplayReport& r, FILE* out) {
+    fmt::print(out, "Replay summary\n");
+    fmt::print(out, "  log               {}: {} rows spanning {}\n",
+               options.log == "-" ? "<stdin>" : options.log, r.rows,
+               duration(r.lastNs - r.firstNs));
+    fmt::print(out, "  steps             {} processed; {} rows not asked for by the library\n",
+               r.steps, r.notAsked);
+    std::string bad = fmt::format("{}", r.badRowCount());
+    for (const auto& [reason, count] : r.badRows) bad += fmt::format(", {} {}", count, reason);
+    fmt::print(out, "  bad rows          {}\n", bad);
+    std::string warnings;
+    for (const auto& [code, count] : r.sensorControlWarnings) {
+        warnings += fmt::format("{}{} x{} (sensor control)", warnings.empty() ? "" : ", ",
+                                statusName(code), count);
+    }
+    for (const auto& [code, count] : r.doStepsWarnings) {
+        warnings += fmt::format("{}{} x{} (processing step)", warnings.empty() ? "" : ", ",
+                                statusName(code), count);
+    }
+    fmt::print(out, "  warnings          {}\n", warnings.empty() ? "none" : warnings);
+    if (r.iaqSubscribed) {
+        const double share = r.iaqSteps == 0 ? 0.0
+                                             : 100.0 * static_cast<double>(r.iaqSteps3) /
+                                                   static_cast<double>(r.iaqSteps);
+        fmt::print(out, "  IAQ accuracy 3    {}; {:.1f} % of IAQ outputs at accuracy 3\n",
+                   after(r.iaqAccuracy3Ns, true), share);
+    } else {
+        fmt::print(out, "  IAQ accuracy 3    not tracked (iaq_index not subscribed)\n");
+    }
+    fmt::print(out, "  accumulated flag  {}\n", after(r.accumulatedFlagNs, r.flagsTracked));
+    fmt::print(out, "  continuous flag   {}{}\n", after(r.continuousFlagNs, r.flagsTracked),
+               r.continuousFlagLosses == 0
+                   ? ""
+                   : fmt::format("; lost {} time(s) after gaps", r.continuousFlagLosses));
+    if (r.finalIaqAccuracy >= 0) {
+        fmt::print(out, "  final IAQ         {:.1f} (accuracy {})\n", r.finalIaq,
+                   r.finalIaqAccuracy);
+    }
+    const double rate = r.seconds > 0 ? static_cast<double>(r.steps) / r.seconds : 0.0;
+    fmt::print(out, "  speed             {} steps in {:.2f} s: {:.0f} steps/s\n", r.steps,
+               r.seconds, rate);
+}
+
+}  // namespace vorn::tools
