@@ -1,0 +1,78 @@
+// Humidity temperature corrector: the coefficient per interval, the seeded and
+// smoothed chip temperature, humidity clamping and correction, and its sections.
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "modules/humidity_temperature_corrector.h"
+#include "vorn/vorn.h"
+
+namespace vorn {
+namespace {
+
+TEST(HumidityCorrector, CoefficientFollowsTheInterval) {
+    const std::array<uint16_t, 6> intervals = {100, 300, 1800, 6000, 30000, 65535};
+    const std::array<float, 6> coeffs = {0.076923f, 0.212671f, 0.71036f, 1.0f, 1.0f, 1.0f};
+    for (std::size_t i = 0; i < intervals.size(); ++i) {
+        HumidityTemperatureCorrector corrector(10);
+        corrector.updateInterfaceDependency(intervals[i]);
+        EXPECT_NEAR(corrector.temperatureFilter.coeff[0], coeffs[i], 1e-6) << intervals[i];
+    }
+}
+
+TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
+    // Seeded step at equal temperatures: the clamped, corrected raw humidity.
+    const std::array<float, 6> raw = {50, 0, -5, 150, 50, 80};
+    const std::array<float, 6> p0 = {0, 0, 0, 0, 0.01f, 0.5f};  // p1 = -1 with p0 = 0.01
+    const std::array<float, 6> expected = {50, 0.0001f, 0.0001f, 100, 49.5f, 100};
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+        HumidityTemperatureCorrector corrector(10);
+        corrector.humidityPoly = {p0[i], p0[i] == 0.01f ? -1.0f : 0.0f};
+        EXPECT_NEAR(corrector.doStep(21.0f, 21.0f, raw[i]), expected[i], expected[i] * 1e-5f);
+    }
+
+    HumidityTemperatureCorrector corrector(10);
+    corrector.updateInterfaceDependency(300);
+    corrector.doStep(20.0f, 20.0f, 50.0f);
+    // Smoothed 20 + (30 - 20) * 0.212671; the raw 30 C would give about 80 percent.
+    EXPECT_NEAR(corrector.doStep(30.0f, 22.12671f, 50.0f), 50.0f, 1e-3);
+    EXPECT_GT(corrector.doStep(22.12671f, 15.0f, 50.0f), 70.0f);  // cooler: wetter
+    EXPECT_EQ(corrector.doStep(22.12671f, 0.0f, 80.0f), 100.0f);  // below the dew point
+}
+
+TEST(HumidityCorrectorSections, LayoutRoundTripRefusalsAndReseed) {
+    HumidityTemperatureCorrector source(10);
+    source.humidityPoly = {0.25f, -2.0f};
+    source.temperatureFilter.state[0] = 23.0f;
+    std::array<uint8_t, 12> config{};
+    std::array<uint8_t, 8> state{};
+    ASSERT_EQ(source.getConfiguration(config.data(), 12, 0), 12u);
+    ASSERT_EQ(source.getState(state.data(), 8, 0), 8u);
+    config[3] = state[3] = 0;  // reserved
+    EXPECT_EQ(config, (std::array<uint8_t, 12>{12, 0, 10, 0, 0, 0, 0x80, 0x3E, 0, 0, 0, 0xC0}));
+    EXPECT_EQ(state, (std::array<uint8_t, 8>{8, 0, 10, 0, 0, 0, 0xB8, 0x41}));
+
+    HumidityTemperatureCorrector copy(10);
+    std::array<uint8_t, 12> foreign = config;
+    foreign[2] = 9;
+    EXPECT_EQ(copy.configure(config.data(), 11), RC_E_SECTION_SHORT);
+    EXPECT_EQ(copy.setState(state.data(), 7), RC_E_SECTION_SHORT);
+    EXPECT_EQ(copy.configure(foreign.data(), 12), RC_E_SECTION_UNKNOWN);
+    EXPECT_EQ(copy.humidityPoly, (std::array<float, 2>{0.0f, 0.0f}));
+
+    copy.temperatureFilter.state[0] = 5.0f;
+    ASSERT_EQ(copy.configure(config.data(), 12), RC_OK);
+    EXPECT_EQ(copy.temperatureFilter.state[0], 5.0f);  // configuring keeps the filter
+    EXPECT_EQ(copy.humidityPoly, source.humidityPoly);
+    ASSERT_EQ(copy.setState(state.data(), 8), RC_OK);
+    EXPECT_EQ(copy.temperatureFilter.state[0], 23.0f);
+
+    state.fill(0);  // 0.0 means "not seeded": the next step starts from the raw temperature
+    state[2] = 10;
+    ASSERT_EQ(copy.setState(state.data(), 8), RC_OK);
+    copy.doStep(31.0f, 31.0f, 50.0f);
+    EXPECT_EQ(copy.temperatureFilter.state[0], 31.0f);
+}
+
+}  // namespace
+}  // namespace vorn

@@ -1,0 +1,129 @@
+// Sensor status tracker: limits per interval, the two clocks across gaps and
+// extreme time stamps, and its sections.
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "core/identifiers.h"
+#include "modules/sensor_status_tracker.h"
+#include "vorn/vorn.h"
+
+namespace vorn {
+namespace {
+
+constexpr int64_t kSecond = 1'000'000'000;
+
+// Steps at t and returns the continuous-time progress (the flags stay in the record).
+float step(SensorStatusTracker& tracker, int64_t t) {
+    uint8_t accumulated = 0, continuous = 0;
+    float progress = -1.0f;
+    tracker.doStep(t, accumulated, continuous, progress);
+    return progress;
+}
+
+SensorStatusTracker trackerAt(uint16_t interval, int8_t gapFactor = 1) {
+    SensorStatusTracker tracker;
+    tracker.gapFactor = gapFactor;
+    tracker.updateInterfaceDependency(interval);
+    return tracker;
+}
+
+TEST(StatusTracker, IntervalSetsLimitsAndTheFlagLatchesOnTheSinglePrecisionSum) {
+    struct Case {
+        uint16_t interval;
+        int64_t maxGap;
+        float required;
+        int increments;  // to the flag at exact spacing, after the first step
+    };
+    // At 3 s the f32 sum of 100 increments (299,999,723,520) is still below 3.0e11f.
+    for (const Case& c :
+         {Case{100, kSecond * 3 / 2, 3.0e11f, 301}, Case{300, kSecond * 9 / 2, 3.0e11f, 101},
+          Case{1800, 27 * kSecond, 6.0e10f, 4}, Case{30000, 450 * kSecond, 1.2e12f, 4},
+          Case{3000, 45 * kSecond, 1.2e12f, 40}}) {
+        SensorStatusTracker tracker = trackerAt(c.interval);
+        EXPECT_EQ(tracker.maxGap, c.maxGap);
+        EXPECT_EQ(tracker.continuousTimeRequired, c.required);
+        int64_t t = 10 * kSecond;  // the first step is an interruption: nothing counted
+        int increments = 0;
+        for (step(tracker, t); tracker.continuousTimeReached == 0; ++increments) {
+            t += int64_t{c.interval} * 10'000'000;
+            step(tracker, t);
+        }
+        EXPECT_EQ(increments, c.increments) << c.interval;
+        EXPECT_EQ(tracker.accumulatedTimeReached, 1);  // requirement 0.0
+    }
+    EXPECT_EQ(trackerAt(300, 0).maxGap, 0);
+    EXPECT_EQ(trackerAt(300, -1).maxGap, 21'474'831'980'000'000);      // about 248 days
+    EXPECT_EQ(trackerAt(30000, -128).maxGap, 21'417'236'480'000'000);  // the u32 sum wraps
+}
+
+TEST(StatusTracker, InterruptionResetsOnlyTheContinuousClock) {
+    const int64_t t0 = 100 * kSecond + 3 * kSecond;
+    for (const int64_t delta : {kSecond * 9 / 2, kSecond * 9 / 2 + 1, int64_t{0}, int64_t{-1}}) {
+        const bool continuous = delta >= 0 && delta <= kSecond * 9 / 2;
+        const float increment = continuous ? static_cast<float>(delta) : 0.0f;
+        SensorStatusTracker tracker = trackerAt(300);
+        tracker.accumulatedTimeRequired = 3.6e12f;  // one hour: keeps the clock counting
+        step(tracker, t0 - 3 * kSecond);
+        step(tracker, t0);
+        EXPECT_EQ(step(tracker, t0 + delta), continuous ? (3.0e9f + increment) / 3.0e11f : 0.0f);
+        EXPECT_EQ(tracker.accumulatedTime, 3.0e9f + increment) << delta;
+    }
+}
+
+TEST(StatusTracker, StopAndExtremeTimeStamps) {
+    SensorStatusTracker tracker = trackerAt(300, -1);  // a gap limit of 248 days
+    tracker.accumulatedTimeRequired = 1.0e12f;
+    for (int64_t t = 1; t <= 3; ++t) step(tracker, t * 3 * kSecond);
+    tracker.updateInterfaceDependency(kIntervalOff);
+    EXPECT_EQ(tracker.lastTimestamp, 0);
+    EXPECT_EQ(tracker.continuousTime, 0.0f);
+    EXPECT_EQ(tracker.accumulatedTime, 6.0e9f);  // kept across the stop
+
+    // True distances beyond the int64 range are interruptions, never wrapped.
+    tracker.lastTimestamp = INT64_MIN + 5;
+    for (int64_t t : {INT64_MAX, INT64_MIN, INT64_MAX, int64_t{0}}) {
+        step(tracker, t);
+        EXPECT_EQ(tracker.continuousTime, 0.0f) << t;
+        EXPECT_EQ(tracker.lastTimestamp, t > 0 ? t : 1);  // 0 keeps meaning "none"
+    }
+    step(tracker, INT64_MAX - 1);
+    step(tracker, INT64_MAX);
+    EXPECT_EQ(tracker.continuousTime, 1.0f);
+}
+
+TEST(StatusTrackerSections, LayoutRoundTripAndRefusals) {
+    SensorStatusTracker source;
+    source.lastTimestamp = 0x0102030405060708;
+    source.accumulatedTime = source.accumulatedTimeRequired = 2.0f;
+    source.continuousTime = -3.0f;
+    source.accumulatedTimeReached = 1;
+    source.gapFactor = -2;
+    std::array<uint8_t, 22> state{};
+    std::array<uint8_t, 9> config{};
+    ASSERT_EQ(source.getState(state.data(), 22, 0), 22u);
+    ASSERT_EQ(source.getConfiguration(config.data(), 9, 0), 9u);
+    state[3] = config[3] = 0;  // reserved
+    EXPECT_EQ(state, (std::array<uint8_t, 22>{22, 0, 5, 0, 8,    7, 6, 5,    4,    3, 2,
+                                              1,  0, 0, 0, 0x40, 0, 0, 0x40, 0xC0, 1, 0}));
+    EXPECT_EQ(config, (std::array<uint8_t, 9>{9, 0, 5, 0, 0, 0, 0, 0x40, 0xFE}));
+
+    SensorStatusTracker copy = trackerAt(300);
+    std::array<uint8_t, 22> foreign = state;
+    foreign[2] = 9;
+    EXPECT_EQ(copy.setState(state.data(), 21), RC_E_SECTION_SHORT);
+    EXPECT_EQ(copy.configure(config.data(), 8), RC_E_SECTION_SHORT);
+    EXPECT_EQ(copy.setState(foreign.data(), 22), RC_E_SECTION_UNKNOWN);
+    EXPECT_EQ(copy.lastTimestamp, 0);
+
+    state[21] = 0x02;  // any non-zero flag byte reads as 1
+    ASSERT_EQ(copy.setState(state.data(), 22), RC_OK);
+    ASSERT_EQ(copy.configure(config.data(), 9), RC_OK);
+    EXPECT_EQ(copy.lastTimestamp, source.lastTimestamp);
+    EXPECT_EQ(copy.continuousTimeReached, 1);
+    EXPECT_EQ(copy.gapFactor, -2);
+    EXPECT_EQ(copy.maxGap, kSecond * 9 / 2);  // not re-derived
+}
+
+}  // namespace
+}  // namespace vorn
