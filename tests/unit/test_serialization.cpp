@@ -50,12 +50,17 @@ using U16x12 = std::array<uint16_t, 12>;
 using U16x14 = std::array<uint16_t, 14>;
 using U16x84 = std::array<uint16_t, 84>;
 
+// A value whose bytes all differ, so that a swapped or shifted byte shows.
 template <typename T>
 T sample() {
-    T value{};
-    auto* bytes = reinterpret_cast<uint8_t*>(&value);
-    for (std::size_t i = 0; i < sizeof(T); ++i) bytes[i] = static_cast<uint8_t>(0x11u + i);
-    return value;
+    if constexpr (std::is_same_v<T, bool>) {
+        return true;  // a bool may only hold 0 or 1
+    } else {
+        T value{};
+        auto* bytes = reinterpret_cast<uint8_t*>(&value);
+        for (std::size_t i = 0; i < sizeof(T); ++i) bytes[i] = static_cast<uint8_t>(0x11u + i);
+        return value;
+    }
 }
 
 template <typename T>
@@ -68,8 +73,7 @@ TYPED_TEST_SUITE(CodecWidth, Widths);
 TYPED_TEST(CodecWidth, RoundTripsAtAnOffset) {
     std::array<uint8_t, 200> buffer;
     buffer.fill(kUntouched);
-    const TypeParam written =
-        std::is_same_v<TypeParam, bool> ? TypeParam{true} : sample<TypeParam>();
+    const TypeParam written = sample<TypeParam>();
     uint32_t position = 3;
     vorn::serializeAndAdd(written, buffer.data(), 200, position);
     ASSERT_EQ(position, 3 + sizeof(TypeParam));
