@@ -218,100 +218,73 @@ TEST_F(Tracker, HoldOffEventsMoveTowardTargetAndNeverWrap) {
     }
 }
 
-template <typename T>
-T at(const uint8_t* buffer, std::size_t offset) {
-    T value;
-    std::memcpy(&value, buffer + offset, sizeof(T));
-    return value;
+// A section of `length` bytes for owner `id` whose field bytes count 4, 5, 6, ...
+std::array<uint8_t, 64> patternSection(uint8_t length, uint8_t id) {
+    std::array<uint8_t, 64> section{};
+    section[0] = length;
+    section[2] = id;
+    for (uint8_t i = 4; i < length; ++i) section[i] = i;
+    return section;
 }
 
-TEST(TrackerSections, ConfigurationFieldsSitAtTheirOffsets) {
-    GasHumidityBaselineTracker t;
-    t.decayTimeConstant = {11.0f, 12.0f};
-    t.riseTime = 13.0f;
-    t.humiditySlope = {14.0f, 15.0f, 16.0f, 17.0f};
-    t.holdOffTarget = {18, 19};
-    t.temperatureMin = -20;
-    t.temperatureMax = 21;
-    t.humidityMin = 22;
-    t.humidityMax = 23;
-    t.holdOffExponent = {24.0f, 25.0f};
-    std::array<uint8_t, 64> buf{};
-    ASSERT_EQ(t.getConfiguration(buf.data(), 64, 0), 48u);
-    EXPECT_EQ(at<uint16_t>(buf.data(), 0), 48);
-    EXPECT_EQ(buf[2], 1);
-    const float floats[] = {11, 12, 13, 14, 15, 16, 17};
-    for (std::size_t i = 0; i < 7; ++i) EXPECT_EQ(at<float>(buf.data(), 4 + 4 * i), floats[i]);
-    EXPECT_EQ(at<uint16_t>(buf.data(), 32), 18);
-    EXPECT_EQ(at<uint16_t>(buf.data(), 34), 19);
-    EXPECT_EQ(static_cast<int8_t>(buf[36]), -20);
-    EXPECT_EQ(buf[37], 21);
-    EXPECT_EQ(buf[38], 22);
-    EXPECT_EQ(buf[39], 23);
-    EXPECT_EQ(at<float>(buf.data(), 40), 24.0f);
-    EXPECT_EQ(at<float>(buf.data(), 44), 25.0f);
+struct Placement {
+    std::size_t offset, size;
+    const void* field;
+};
 
-    GasHumidityBaselineTracker back;
-    ASSERT_EQ(back.configure(buf.data(), 48), RC_OK);
-    std::array<uint8_t, 64> again{};
-    back.getConfiguration(again.data(), 64, 0);
-    EXPECT_EQ(again, buf);
+void expectPlacements(const uint8_t* section, std::initializer_list<Placement> fields) {
+    for (const Placement& p : fields) {
+        EXPECT_EQ(std::memcmp(section + p.offset, p.field, p.size), 0) << "offset " << p.offset;
+    }
 }
 
-TEST(TrackerSections, StateFieldsSitAtTheirOffsets) {
+TEST(TrackerSections, FieldsReadFromAndWriteToTheirOffsets) {
+    const auto config = patternSection(48, 1);
+    const auto state = patternSection(45, 1);
     GasHumidityBaselineTracker t;
-    t.robustMax = {1.0f, 2.0f};
-    t.robustMin = {3.0f, 4.0f};
-    t.reserved1 = 5;
-    t.reserved2 = 6;
-    t.samplIntvl = 7;
-    t.inBandCount = {8, 9};
-    t.trackStatus = {10.0f, 11.0f};
-    t.holdOffRemaining = 12;
-    t.stepSeconds = 13;
-    t.rangeScale = 14.0f;
-    t.inBandThreshold = 15;
-    std::array<uint8_t, 64> buf{};
-    ASSERT_EQ(t.getState(buf.data(), 64, 0), 45u);
-    const float floats[] = {1, 2, 3, 4};
-    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(at<float>(buf.data(), 4 + 4 * i), floats[i]);
-    const uint16_t shorts[] = {5, 6, 7};
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(at<uint16_t>(buf.data(), 20 + 2 * i), shorts[i]);
-    EXPECT_EQ(buf[26], 8);
-    EXPECT_EQ(buf[27], 9);
-    EXPECT_EQ(at<float>(buf.data(), 28), 10.0f);
-    EXPECT_EQ(at<float>(buf.data(), 32), 11.0f);
-    EXPECT_EQ(at<uint16_t>(buf.data(), 36), 12);
-    EXPECT_EQ(at<uint16_t>(buf.data(), 38), 13);
-    EXPECT_EQ(at<float>(buf.data(), 40), 14.0f);
-    EXPECT_EQ(buf[44], 15);
-
-    GasHumidityBaselineTracker back;
-    ASSERT_EQ(back.setState(buf.data(), 45), RC_OK);
-    std::array<uint8_t, 64> again{};
-    back.getState(again.data(), 64, 0);
-    EXPECT_EQ(again, buf);
+    ASSERT_EQ(t.configure(config.data(), 48), RC_OK);
+    ASSERT_EQ(t.setState(state.data(), 45), RC_OK);
+    expectPlacements(config.data(), {{4, 8, &t.decayTimeConstant},
+                                     {12, 4, &t.riseTime},
+                                     {16, 16, &t.humiditySlope},
+                                     {32, 4, &t.holdOffTarget},
+                                     {36, 1, &t.temperatureMin},
+                                     {37, 1, &t.temperatureMax},
+                                     {38, 1, &t.humidityMin},
+                                     {39, 1, &t.humidityMax},
+                                     {40, 8, &t.holdOffExponent}});
+    expectPlacements(state.data(), {{4, 8, &t.robustMax},
+                                    {12, 8, &t.robustMin},
+                                    {20, 2, &t.reserved1},
+                                    {22, 2, &t.reserved2},
+                                    {24, 2, &t.samplIntvl},
+                                    {26, 2, &t.inBandCount},
+                                    {28, 8, &t.trackStatus},
+                                    {36, 2, &t.holdOffRemaining},
+                                    {38, 2, &t.stepSeconds},
+                                    {40, 4, &t.rangeScale},
+                                    {44, 1, &t.inBandThreshold}});
+    std::array<uint8_t, 64> out{};
+    ASSERT_EQ(t.getConfiguration(out.data(), 64, 0), 48u);
+    EXPECT_EQ(std::memcmp(out.data(), config.data(), 48), 0);
+    ASSERT_EQ(t.getState(out.data(), 64, 0), 45u);
+    EXPECT_EQ(std::memcmp(out.data(), state.data(), 45), 0);
 }
 
 TEST(TrackerSections, ShortForeignOrOverflowingSectionsAreRefused) {
-    GasHumidityBaselineTracker source;
-    source.robustMax = {9.0f, 9.0f};
-    source.riseTime = 9.0f;
-    std::array<uint8_t, 64> state{}, config{};
-    source.getState(state.data(), 64, 0);
-    source.getConfiguration(config.data(), 64, 0);
-
+    auto config = patternSection(48, 1);
+    auto state = patternSection(45, 1);
     GasHumidityBaselineTracker t;
-    EXPECT_EQ(t.setState(state.data(), 44), RC_E_SECTION_SHORT);
     EXPECT_EQ(t.configure(config.data(), 47), RC_E_SECTION_SHORT);
+    EXPECT_EQ(t.setState(state.data(), 44), RC_E_SECTION_SHORT);
     EXPECT_EQ(t.setState(state.data(), 3), RC_E_SECTION_SHORT);
     state[2] = 2;
     EXPECT_EQ(t.setState(state.data(), 45), RC_E_SECTION_UNKNOWN);
-    EXPECT_EQ(t.robustMax[0], 0.0f);
     EXPECT_EQ(t.riseTime, 1800.0f);
-
-    EXPECT_EQ(source.getState(state.data(), 30, 0), 31u);  // the overflow marker
-    EXPECT_EQ(source.getConfiguration(config.data(), 30, 0), 31u);
+    EXPECT_EQ(t.robustMax[0], 0.0f);
+    EXPECT_EQ(t.samplIntvl, 65535);
+    EXPECT_EQ(t.getState(state.data(), 30, 0), 31u);  // the overflow marker
+    EXPECT_EQ(t.getConfiguration(config.data(), 30, 0), 31u);
 }
 
 }  // namespace

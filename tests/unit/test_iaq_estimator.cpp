@@ -88,28 +88,21 @@ protected:
     }
 };
 
-TEST_F(IaqEstimates, LinearEstimateHasTwoPiecesAndAFloor) {
+TEST_F(IaqEstimates, LinearHasTwoPiecesAndExponentialIsCapped) {
     struct Case {
-        float index, linear;
+        float index, linear, exponential;
     };
-    for (const Case c : {Case{0.0f, 400.0f}, Case{25.0f, 500.0f}, Case{66.66f, 666.64f},
-                         Case{66.67f, 666.7f}, Case{100.0f, 1000.0f}, Case{250.0f, 2500.0f}}) {
-        EXPECT_FLOAT_EQ(at(c.index)[2].value, c.linear) << c.index;
+    for (const Case c : {Case{0.0f, 400.0f, 0.34264576f}, Case{25.0f, 500.0f, 0.49999994f},
+                         Case{66.66f, 666.64f, 0.9385711f}, Case{66.67f, 666.7f, 0.93871295f},
+                         Case{100.0f, 1000.0f, 1.5536162f}, Case{250.0f, 2500.0f, 15.000002f},
+                         Case{500.0f, 5000.0f, 656.655f}, Case{1000.0f, 10000.0f, 1000.0f}}) {
+        const IaqResults r = at(c.index);
+        EXPECT_FLOAT_EQ(r[2].value, c.linear) << c.index;
+        EXPECT_FLOAT_EQ(r[3].value, c.exponential) << c.index;
+        EXPECT_EQ(r[3].accuracy, 2.0f);
     }
     e.linearSlopeHigh = 1.0f;  // the knee does not follow the configuration
     EXPECT_EQ(at(100.0f)[2].value, 400.0f);
-}
-
-TEST_F(IaqEstimates, ExponentialEstimateIsCapped) {
-    struct Case {
-        float index, estimate;
-    };
-    for (const Case c :
-         {Case{0.0f, 0.34264576f}, Case{25.0f, 0.49999994f}, Case{100.0f, 1.5536162f},
-          Case{250.0f, 15.000002f}, Case{500.0f, 656.655f}, Case{1000.0f, 1000.0f}}) {
-        EXPECT_FLOAT_EQ(at(c.index)[3].value, c.estimate) << c.index;
-        EXPECT_EQ(at(c.index)[3].accuracy, 2.0f);
-    }
 }
 
 TEST(IaqPercent, PositionInTheSlowBandCappedAtOneHundred) {
@@ -161,63 +154,52 @@ TEST(IaqZeroWidthBand, GivesStepsNotNaN) {
     EXPECT_EQ(run(e, 4.9f, flat)[4].value, 100.0f);
 }
 
-template <typename T>
-T at(const uint8_t* buffer, std::size_t offset) {
-    T value;
-    std::memcpy(&value, buffer + offset, sizeof(T));
-    return value;
+// A section of `length` bytes for owner `id` whose field bytes count 4, 5, 6, ...
+std::array<uint8_t, 32> patternSection(uint8_t length, uint8_t id) {
+    std::array<uint8_t, 32> section{};
+    section[0] = length;
+    section[2] = id;
+    for (uint8_t i = 4; i < length; ++i) section[i] = i;
+    return section;
 }
 
-TEST(IaqSections, FieldsSitAtTheirOffsetsAndRoundTrip) {
+TEST(IaqSections, FieldsReadFromAndWriteToTheirOffsets) {
+    const auto config = patternSection(28, 2);
+    const auto state = patternSection(12, 2);
     IaqEstimator e;
-    e.indexLowerLimit = 1;
-    e.indexUpperLimit = 2;
-    e.indexScale = 3;
-    e.indexOffset = 4;
-    e.linearSlopeLow = 5.0f;
-    e.linearSlopeHigh = 6.0f;
-    e.linearBase = 7;
-    e.expValueHigh = 8.0f;
-    e.expValueLow = 9.0f;
-    e.heldIndex = 10.0f;
-    e.heldFixedScaleIndex = 11.0f;
-    std::array<uint8_t, 32> config{}, state{};
-    ASSERT_EQ(e.getConfiguration(config.data(), 32, 0), 28u);
-    ASSERT_EQ(e.getState(state.data(), 32, 0), 12u);
-    EXPECT_EQ(config[2], 2);
-    EXPECT_EQ(config[4], 1);
-    EXPECT_EQ(at<uint16_t>(config.data(), 5), 2);
-    EXPECT_EQ(at<uint16_t>(config.data(), 7), 3);
-    EXPECT_EQ(config[9], 4);
-    EXPECT_EQ(at<float>(config.data(), 10), 5.0f);
-    EXPECT_EQ(at<float>(config.data(), 14), 6.0f);
-    EXPECT_EQ(at<uint16_t>(config.data(), 18), 7);
-    EXPECT_EQ(at<float>(config.data(), 20), 8.0f);
-    EXPECT_EQ(at<float>(config.data(), 24), 9.0f);
-    EXPECT_EQ(at<float>(state.data(), 4), 10.0f);
-    EXPECT_EQ(at<float>(state.data(), 8), 11.0f);
+    e.updateInterfaceDependency(300);
+    const float slope = e.fixedSlope;
+    ASSERT_EQ(e.configure(config.data(), 28), RC_OK);
+    ASSERT_EQ(e.setState(state.data(), 12), RC_OK);
+    EXPECT_EQ(e.fixedSlope, slope);  // derived values wait for the next interval update
+    struct Placement {
+        std::size_t offset, size;
+        const void* field;
+    };
+    for (const Placement& p : {Placement{4, 1, &e.indexLowerLimit},
+                               {5, 2, &e.indexUpperLimit},
+                               {7, 2, &e.indexScale},
+                               {9, 1, &e.indexOffset},
+                               {10, 4, &e.linearSlopeLow},
+                               {14, 4, &e.linearSlopeHigh},
+                               {18, 2, &e.linearBase},
+                               {20, 4, &e.expValueHigh},
+                               {24, 4, &e.expValueLow}}) {
+        EXPECT_EQ(std::memcmp(config.data() + p.offset, p.field, p.size), 0) << p.offset;
+    }
+    EXPECT_EQ(std::memcmp(state.data() + 4, &e.heldIndex, 4), 0);
+    EXPECT_EQ(std::memcmp(state.data() + 8, &e.heldFixedScaleIndex, 4), 0);
 
-    IaqEstimator back;
-    back.updateInterfaceDependency(300);
-    const float slope = back.fixedSlope;
-    ASSERT_EQ(back.configure(config.data(), 28), RC_OK);
-    ASSERT_EQ(back.setState(state.data(), 12), RC_OK);
-    EXPECT_EQ(back.fixedSlope, slope);  // derived values wait for the next interval update
-    std::array<uint8_t, 32> again{};
-    back.getConfiguration(again.data(), 32, 0);
-    EXPECT_EQ(again, config);
-    back.getState(again.data(), 32, 0);
-    EXPECT_EQ(std::memcmp(again.data(), state.data(), 12), 0);
+    std::array<uint8_t, 32> out{};
+    ASSERT_EQ(e.getConfiguration(out.data(), 32, 0), 28u);
+    EXPECT_EQ(std::memcmp(out.data(), config.data(), 28), 0);
+    ASSERT_EQ(e.getState(out.data(), 32, 0), 12u);
+    EXPECT_EQ(std::memcmp(out.data(), state.data(), 12), 0);
 }
 
 TEST(IaqSections, ShortForeignOrOverflowingSectionsAreRefused) {
-    IaqEstimator source;
-    source.indexScale = 99;
-    source.heldIndex = 99.0f;
-    std::array<uint8_t, 32> config{}, state{};
-    source.getConfiguration(config.data(), 32, 0);
-    source.getState(state.data(), 32, 0);
-
+    auto config = patternSection(28, 2);
+    auto state = patternSection(12, 2);
     IaqEstimator e;
     EXPECT_EQ(e.configure(config.data(), 27), RC_E_SECTION_SHORT);
     EXPECT_EQ(e.setState(state.data(), 11), RC_E_SECTION_SHORT);
@@ -226,8 +208,8 @@ TEST(IaqSections, ShortForeignOrOverflowingSectionsAreRefused) {
     EXPECT_EQ(e.configure(config.data(), 28), RC_E_SECTION_UNKNOWN);
     EXPECT_EQ(e.indexScale, 225);
     EXPECT_EQ(e.heldIndex, 25.0f);
-    EXPECT_EQ(source.getConfiguration(config.data(), 20, 0), 21u);
-    EXPECT_EQ(source.getState(state.data(), 10, 0), 11u);
+    EXPECT_EQ(e.getConfiguration(config.data(), 20, 0), 21u);  // the overflow marker
+    EXPECT_EQ(e.getState(state.data(), 10, 0), 11u);
 }
 
 }  // namespace
