@@ -185,17 +185,18 @@ struct Sources {
 constexpr double kBackgroundVoc = 40.0;   // ppb/h from furniture and materials
 constexpr double kPersonVocAwake = 60.0;  // ppb/h per person
 constexpr double kPersonVocAsleep = 30.0;
-constexpr double kPersonMoistureAwake = 1.0;  // g/m3/h per person
-constexpr double kPersonMoistureAsleep = 0.6;
+constexpr double kPersonMoistureAwake = 0.5;  // g/m3/h per person
+constexpr double kPersonMoistureAsleep = 0.3;
 constexpr double kPersonHeat = 0.1;     // degC/h per person
-constexpr double kCookingVoc = 8000.0;  // ppb/h at strength 1
-constexpr double kCookingMoisture = 8.0;
+constexpr double kCookingVoc = 6000.0;  // ppb/h at strength 1
+constexpr double kCookingMoisture = 4.0;
 constexpr double kCookingHeat = 2.0;
 constexpr double kCleaningVoc = 20000.0;
 constexpr double kShowerVoc = 500.0;
-constexpr double kShowerMoisture = 25.0;
+constexpr double kShowerMoisture = 12.0;
 constexpr double kWindowAirChanges = 6.0;  // per hour with a window open
-constexpr double kBaseAirChanges = 0.4;
+constexpr double kBaseAirChanges = 0.5;
+constexpr double kVocSink = 0.6;      // per hour: adsorption on surfaces
 constexpr double kOutdoorVoc = 30.0;  // ppb
 constexpr double kHeatingRate = 1.0;  // per hour toward the set point
 constexpr double kOutdoorRelHumidity = 0.75;
@@ -303,14 +304,15 @@ public:
         const bool night = t >= plan_.sleep || t < plan_.wake;
         const double setPoint = night ? 18.0 : 21.0;
         const double solar = 0.6 * std::max(0.0, std::sin(kTwoPi * (hourOfDay - 8.0) / 24.0));
-        const double leak = 0.5 * ach;  // heat lost with the exchanged air, per hour
+        const double leak = 0.3 * ach;  // heat lost with the exchanged air, per hour
         const double tEq = (kHeatingRate * (setPoint + solar) + leak * outdoorT + s.heatCPerHour) /
                            (kHeatingRate + leak);
         temperature_ = relax(temperature_, tEq, kHeatingRate + leak, dtHours);
 
         const double outdoorAh = saturationAbsHumidity(outdoorT) * kOutdoorRelHumidity;
         absHumidity_ = relax(absHumidity_, outdoorAh + s.moistureGPerM3Hour / ach, ach, dtHours);
-        voc_ = relax(voc_, kOutdoorVoc + s.vocPpbPerHour / ach, ach, dtHours);
+        const double vocLoss = ach + kVocSink;
+        voc_ = relax(voc_, (ach * kOutdoorVoc + s.vocPpbPerHour) / vocLoss, vocLoss, dtHours);
 
         Reading r{};
         r.voc = voc_;
