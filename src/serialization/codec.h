@@ -21,7 +21,9 @@ concept Field = std::is_trivially_copyable_v<T>;
 
 // Append the image of `field` at buffer[position]. When it does not fit, position
 // becomes capacity + 1 (the overflow marker) and nothing is written; once set, the
-// marker stays for every later field of the section.
+// marker stays for every later field of the section. The bound is tested by
+// subtraction so a position near the top of the range cannot wrap past it; the
+// capacity must stay below UINT32_MAX for the marker to differ from 0.
 template <Field T>
 void serializeAndAdd(const T& field, uint8_t* buffer, uint32_t capacity, uint32_t& position) {
     constexpr uint32_t width = sizeof(T);

@@ -101,7 +101,6 @@ INSTANTIATE_TEST_SUITE_P(
         Edit{"untouched", [](Blob&) {}, RC_OK},
         Edit{"23 bytes, whatever they hold", [](Blob& b) { b.assign(23, 0xFF); },
              RC_E_BLOB_TOO_SHORT},
-        Edit{"23 bytes of a valid start", [](Blob& b) { b.resize(23); }, RC_E_BLOB_TOO_SHORT},
         Edit{"larger than the work buffer, garbage", [](Blob& b) { b.assign(kWorkSize + 1, 0xFF); },
              RC_E_WORK_BUFFER_SMALL},
         Edit{"version byte", [](Blob& b) { b[3] = 0x02; }, RC_E_BLOB_VERSION},
@@ -117,7 +116,6 @@ INSTANTIATE_TEST_SUITE_P(
                  reseal(b);
              },
              RC_OK},
-        Edit{"kind 62", [](Blob& b) { b[4] = 0x3E; }, RC_E_BLOB_KIND},
         Edit{"kind high byte", [](Blob& b) { b[11] = 0x01; }, RC_E_BLOB_KIND},
         Edit{"kind FF FF FF FF 00 00 00 00",
              [](Blob& b) {
@@ -146,11 +144,9 @@ INSTANTIATE_TEST_SUITE_P(
         Edit{"one byte appended", [](Blob& b) { b.push_back(0); }, RC_E_BLOB_LENGTH},
         Edit{"length wrapping to the size", [](Blob& b) { std::fill_n(b.begin() + 12, 4, 0xFF); },
              RC_E_BLOB_LENGTH},
-        Edit{"length before checksum", [](Blob& b) { b[13] = 1; }, RC_E_BLOB_LENGTH},
         Edit{"payload byte", [](Blob& b) { b[20] ^= 0x01; }, RC_E_BLOB_CRC},
         Edit{"section reserved byte", [](Blob& b) { b[19] ^= 0x40; }, RC_E_BLOB_CRC},
         Edit{"checksum low byte", [](Blob& b) { b[b.size() - 4] ^= 0x80; }, RC_E_BLOB_CRC},
-        Edit{"checksum high byte", [](Blob& b) { b[b.size() - 3] ^= 0x01; }, RC_E_BLOB_CRC},
         Edit{"checksum byte order", [](Blob& b) { std::swap(b[b.size() - 4], b[b.size() - 3]); },
              RC_E_BLOB_CRC},
         Edit{"last byte non-zero", [](Blob& b) { b.back() = 0x01; }, RC_E_BLOB_CRC},
