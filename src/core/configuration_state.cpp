@@ -26,12 +26,16 @@ uint32_t exportHyper(const Vorn& v, BlobKind kind, uint8_t* work, uint32_t workS
                                             : Vorn::getHyperState();
 }
 
+// A null blob or size pointer is a request that cannot be served; a null work
+// buffer holds no section.
 int32_t exportBlob(const Vorn& v, BlobKind kind, uint8_t setId, uint8_t* blob,
-                   uint32_t blobCapacity, uint8_t* work, uint32_t workSize, uint32_t& blobSize) {
-    blobSize = 0;
+                   uint32_t blobCapacity, uint8_t* work, uint32_t workSize, uint32_t* blobSize) {
+    if (blobSize == nullptr) return RC_E_SERIALIZE_REQUEST;
+    *blobSize = 0;
     const uint32_t minCapacity =
         kind == BlobKind::kConfiguration ? kMinConfigurationCapacity : kMinStateCapacity;
-    if (blobCapacity < minCapacity || setId != 0) return RC_E_SERIALIZE_REQUEST;
+    if (blob == nullptr || blobCapacity < minCapacity || setId != 0) return RC_E_SERIALIZE_REQUEST;
+    if (work == nullptr) return RC_E_WORK_BUFFER_SMALL;
 
     uint32_t position = kBlobHeaderSize;
     for (uint32_t channel = 1; channel <= kMaxChannelId; ++channel) {
@@ -49,7 +53,7 @@ int32_t exportBlob(const Vorn& v, BlobKind kind, uint8_t setId, uint8_t* blob,
     uint32_t size = position;
     const int32_t status = frameSerializedData(blob, blobCapacity, size);
     if (status != RC_OK) return status;
-    blobSize = size;
+    *blobSize = size;
     return RC_OK;
 }
 
@@ -62,8 +66,11 @@ int32_t importSection(Vorn& v, BlobKind kind, uint8_t id, const uint8_t* section
                                  : v.hub.setChannelState(id, section, length);
 }
 
+// A null blob holds nothing (too short); a null work buffer holds no blob.
 int32_t importBlob(Vorn& v, BlobKind kind, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                    uint32_t workSize) {
+    if (blob == nullptr) return RC_E_BLOB_TOO_SHORT;
+    if (work == nullptr) return RC_E_WORK_BUFFER_SMALL;
     uint32_t position = 0;
     int32_t status = validateSerialization(blob, blobSize, workSize, position);
     if (status != RC_OK) return status;
@@ -85,13 +92,13 @@ int32_t importBlob(Vorn& v, BlobKind kind, const uint8_t* blob, uint32_t blobSiz
 }  // namespace
 
 int32_t getConfiguration(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
-                         uint8_t* work, uint32_t workSize, uint32_t& blobSize) {
+                         uint8_t* work, uint32_t workSize, uint32_t* blobSize) {
     return exportBlob(v, BlobKind::kConfiguration, setId, blob, blobCapacity, work, workSize,
                       blobSize);
 }
 
 int32_t getState(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
-                 uint32_t workSize, uint32_t& blobSize) {
+                 uint32_t workSize, uint32_t* blobSize) {
     return exportBlob(v, BlobKind::kState, setId, blob, blobCapacity, work, workSize, blobSize);
 }
 

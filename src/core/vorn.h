@@ -95,18 +95,19 @@ Vorn& library();
 // Rebuild the instance in place from its defaults (vorn_init).
 void constructVorn();
 
-// The operations behind the exported functions; pointers are checked by the
-// exported layer, counts and capacities travel by reference.
+// The operations behind the exported functions, with the exported arguments. Each
+// turns a caller's null pointer into a status or a safe no-op itself, so that the
+// exported functions are plain tail calls that add no stack frame.
 int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
-                uint8_t& nOutputs);
+                uint8_t* nOutputs);
 int32_t updateSubscription(Vorn& v, const SensorRate* requested, uint8_t nRequested,
-                           SensorRate* required, uint8_t& nRequired);
-int32_t sensorControl(Vorn& v, int64_t timeNs, SensorSettings& settings);
+                           SensorRate* required, uint8_t* nRequired);
+int32_t sensorControl(Vorn& v, int64_t timeNs, SensorSettings* settings);
 int32_t resetOutput(Vorn& v, uint8_t id);
 int32_t getConfiguration(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
-                         uint8_t* work, uint32_t workSize, uint32_t& blobSize);
+                         uint8_t* work, uint32_t workSize, uint32_t* blobSize);
 int32_t getState(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
-                 uint32_t workSize, uint32_t& blobSize);
+                 uint32_t workSize, uint32_t* blobSize);
 int32_t setConfiguration(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                          uint32_t workSize);
 int32_t setState(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work, uint32_t workSize);

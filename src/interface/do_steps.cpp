@@ -44,14 +44,17 @@ bool isSubscribedAndValid(const ChannelHub& hub, uint8_t id) {
 
 }  // namespace
 
+// A null output array or count means no room: the step still runs, its outputs
+// are dropped. A null input array with a non-zero count is refused as invalid.
 int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
-                uint8_t& nOutputs) {
-    const uint8_t capacity = nOutputs;
+                uint8_t* nOutputs) {
+    const uint8_t capacity = outputs != nullptr && nOutputs != nullptr ? *nOutputs : 0;
     clearOutputs(outputs, capacity);
 
-    int32_t status = validateInputs(v, inputs, nInputs);
+    int32_t status =
+        inputs == nullptr && nInputs != 0 ? RC_E_INPUT_ID : validateInputs(v, inputs, nInputs);
     if (status < 0) {
-        nOutputs = 0;
+        if (nOutputs != nullptr) *nOutputs = 0;
         return status;
     }
     for (uint8_t i = 0; i < nInputs; ++i) {
@@ -82,7 +85,7 @@ int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSampl
     // Values not collected now are not offered again.
     v.hub.outputValidMask = 0;
     v.applyUpdateSubscription();
-    nOutputs = count;
+    if (nOutputs != nullptr) *nOutputs = count;
     return status;
 }
 

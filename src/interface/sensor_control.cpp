@@ -104,7 +104,11 @@ int32_t triggerWindow(const Vorn& v, int64_t nextCallNs) {
 
 }  // namespace
 
-int32_t sensorControl(Vorn& v, int64_t timeNs, SensorSettings& settings) {
+// Without a record to fill, planning would move the schedule unseen: a null
+// settings pointer changes nothing and is answered as a deviation.
+int32_t sensorControl(Vorn& v, int64_t timeNs, SensorSettings* plan) {
+    if (plan == nullptr) return RC_W_CALL_TIME_DEVIATION;
+    SensorSettings& settings = *plan;
     clearPlan(settings);
     int32_t status = RC_OK;
     v.applyUpdateSubscription();

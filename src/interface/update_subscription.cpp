@@ -122,12 +122,14 @@ void fillRequired(const Vorn& v, SensorRate* required) {
 
 }  // namespace
 
+// A null request list counts as empty; a null required array or count as no room
+// (the subscription is still recorded, nothing is written).
 int32_t updateSubscription(Vorn& v, const SensorRate* requested, uint8_t nRequested,
-                           SensorRate* required, uint8_t& nRequired) {
-    if (nRequested > 0 && isTriggerForm(requested[0])) {
-        nRequired = 0;
-        return answerTrigger(v);
-    }
+                           SensorRate* required, uint8_t* nRequired) {
+    if (requested == nullptr) nRequested = 0;
+    const uint8_t capacity = required != nullptr && nRequired != nullptr ? *nRequired : 0;
+    if (nRequired != nullptr) *nRequired = 0;
+    if (nRequested > 0 && isTriggerForm(requested[0])) return answerTrigger(v);
 
     OutputIntervals newIntervals = v.requestedOutputIntvl;
     int32_t status = nRequested == 0 ? RC_W_NOTHING_REQUESTED
@@ -144,12 +146,9 @@ int32_t updateSubscription(Vorn& v, const SensorRate* requested, uint8_t nReques
                 v.requestOutput(id, newIntervals[slot]);
         }
     }
-    if (nRequired < kRequiredRecords) {
-        nRequired = 0;
-        return RC_E_REQUIRED_ROOM;
-    }
+    if (capacity < kRequiredRecords) return RC_E_REQUIRED_ROOM;
     fillRequired(v, required);
-    nRequired = kRequiredRecords;
+    *nRequired = kRequiredRecords;
     return status;
 }
 
