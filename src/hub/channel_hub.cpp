@@ -51,14 +51,6 @@ struct StepExchange {
     float compensatedTemperature = 0.0f;
 };
 
-// Accuracy grade as a byte: rounded half away from zero; NaN and values below 0
-// give 0 and values above 255 give 255, so no float reaches an out-of-range cast.
-uint8_t accuracyByte(float accuracy) {
-    if (std::isnan(accuracy) || accuracy <= 0.0f) return 0;
-    if (accuracy >= kMaxAccuracy) return static_cast<uint8_t>(kMaxAccuracy);
-    return static_cast<uint8_t>(roundd(static_cast<double>(accuracy)));
-}
-
 float inputOf(const ChannelHub& hub, uint32_t id) {
     return hub.inputValue[inputIndex(id)];
 }
@@ -102,7 +94,7 @@ void runIaqEstimator(ChannelHub& hub, const StepExchange& x) {
     hub.iaqEstimator.doStep(x.bounds, results, x.compensatedLogGas, x.progress);
     for (std::size_t i = 0; i < kIaqOutputs.size(); ++i) {
         storeOutput(hub, kIaqOutputs[i], results[i].value, x.gasStepTimestamp,
-                    accuracyByte(results[i].accuracy));
+                    accuracyToByte(results[i].accuracy));
     }
 }
 
@@ -133,6 +125,13 @@ void copyPassThroughs(ChannelHub& hub) {
 }
 
 }  // namespace
+
+uint8_t accuracyToByte(float accuracy) {
+    // Clamp before converting: an out-of-range float-to-integer cast is undefined.
+    if (std::isnan(accuracy) || accuracy <= 0.0f) return 0;
+    if (accuracy >= kMaxAccuracy) return static_cast<uint8_t>(kMaxAccuracy);
+    return static_cast<uint8_t>(roundd(static_cast<double>(accuracy)));
+}
 
 ChannelHub::ChannelHub()
     : preProcessor(),

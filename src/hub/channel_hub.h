@@ -49,6 +49,10 @@ inline constexpr std::array<int16_t, 10> kChannelUpstream = {20, 17, 16, 5, 0, 2
 // Inputs that need a new sample in the step, by channel id - 1 (iv3).
 inline constexpr std::array<int8_t, 10> kChannelInputs = {0, 0, 14, 0, 8, 4, 4, 6, 4, 6};
 
+// An IAQ accuracy as published with an output: rounded half away from zero (2.5
+// gives 3); NaN and values at or below 0 give 0, values at or above 255 give 255.
+uint8_t accuracyToByte(float accuracy);
+
 struct ChannelHub {
     GasHumidityPreProcessor preProcessor;               // channel 3
     IaqEstimator iaqEstimator;                          // channel 2
