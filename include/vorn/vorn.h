@@ -12,6 +12,10 @@
  * and rates; then for every measurement vorn_sensor_control at the time it last
  * returned in next_call_ns, measure what input_mask asks for, and vorn_do_steps
  * with those samples; vorn_get_state whenever the learnt state is to be saved.
+ *
+ * An operation called before the first vorn_init finds the library built from its
+ * defaults, as if vorn_init had come first. No operation reads or writes through a
+ * null pointer: each says below what it does with one.
  */
 #ifndef VORN_VORN_H
 #define VORN_VORN_H
@@ -199,7 +203,8 @@ VORN_API int32_t vorn_init(void);
 /**
  * Discard what the IAQ chain has learnt (baseline bands, track statuses, held
  * indices) when id is OUT_IAQ_INDEX .. OUT_EXPONENTIAL_ESTIMATE (1..4); any other id
- * changes nothing. Always returns RC_OK.
+ * changes nothing. Any of the four resets the whole chain, and so every output
+ * derived from it. Always returns RC_OK.
  */
 VORN_API int32_t vorn_reset_output(uint8_t id);
 
@@ -210,7 +215,11 @@ VORN_API int32_t vorn_reset_output(uint8_t id);
  * OUT_IAQ_FIXED_SCALE, 0.0} is an on-demand trigger request instead (all other
  * records ignored; answers 0, RC_W_TRIGGER_UNAVAILABLE, RC_W_TRIGGER_TIMING or
  * RC_W_TRIGGER_TOO_SOON; *n_required set to 0). 65535.0 unsubscribes an output.
- * required/n_required: in: capacity (at least 8), out: records written (0 or 8).
+ * required/n_required: in: capacity (at least 8), out: records written (0 or 8):
+ * one record per input (1, 2, 3, 4, 14, 22, 23, 24) holding 100 / interval for the
+ * shortest interval any subscribed output needs from it (so 1/3 Hz is answered as
+ * 100/300 = 0.33333334f whatever rate within tolerance was asked), or 65535.0.
+ * A rate that is not a number is out of range (RC_E_RATE_RANGE).
  *
  * Returns RC_OK, RC_W_OUTPUT_ID_IGNORED, RC_W_NOTHING_REQUESTED, RC_E_RATE_ZERO,
  * RC_E_RATE_RANGE, RC_E_RATE_NOT_ALLOWED, RC_E_OUTPUT_DUPLICATE,
@@ -219,6 +228,8 @@ VORN_API int32_t vorn_reset_output(uint8_t id);
  * RC_E_REQUIRED_ROOM leaves the subscription unchanged; RC_E_REQUIRED_ROOM records
  * the subscription but writes no requirement. The change takes effect at the next
  * vorn_sensor_control or at the end of the next vorn_do_steps.
+ * A null requested counts as an empty list; a null required or n_required as no
+ * room (RC_E_REQUIRED_ROOM, the subscription still recorded).
  */
 VORN_API int32_t vorn_update_subscription(const SensorRate* requested, uint8_t n_requested,
                                           SensorRate* required, uint8_t* n_required);
@@ -236,6 +247,8 @@ VORN_API int32_t vorn_update_subscription(const SensorRate* requested, uint8_t n
  * reading cannot poison the learnt state) with *n_outputs = 0 and the instance
  * untouched; or the warnings RC_W_INPUT_REPEATED (that sample is ignored),
  * RC_W_NO_OUTPUT_ROOM, RC_W_OUTPUT_OVERFLOW (the last set wins).
+ * A null inputs with n_inputs > 0 is refused with RC_E_INPUT_ID; a null outputs or
+ * n_outputs counts as capacity 0 (the step runs, RC_W_NO_OUTPUT_ROOM).
  */
 VORN_API int32_t vorn_do_steps(const InputSample* inputs, uint8_t n_inputs, OutputSample* outputs,
                                uint8_t* n_outputs);
@@ -253,6 +266,13 @@ VORN_API int32_t vorn_do_steps(const InputSample* inputs, uint8_t n_inputs, Outp
  * measurement. Note that at 1/18 Hz the schedule leaves a 30 s gap in the gas
  * samples every 300 s, longer than the 27 s continuity limit, so
  * OUT_CONTINUOUS_TIME_FLAG falls back to 0 every 300 s at that rate.
+ * After an accepted on-demand trigger the heater on-time follows the time since the
+ * previous gas sample (446 ms right after it, 1131 ms after 60 s, 1800 ms after
+ * 240 s, 0 from about 450 s on; never negative, saturating at 65535).
+ * Time stamps may take any int64 value: differences and next_call_ns are computed
+ * modulo 2^64, which equals the plain result whenever that fits, so a clock that
+ * wraps keeps its schedule. A null settings changes nothing and returns
+ * RC_W_CALL_TIME_DEVIATION.
  */
 VORN_API int32_t vorn_sensor_control(int64_t time_ns, SensorSettings* settings);
 
@@ -268,7 +288,9 @@ VORN_API int32_t vorn_sensor_control(int64_t time_ns, SensorSettings* settings);
  * order: on a section error the sections before it stay applied and the failing
  * section's owner is untouched. A configuration with a hyper section re-requests
  * every output at its default interval (by default: unsubscribes all), so
- * subscribe after importing a configuration.
+ * subscribe after importing a configuration. Its values are applied as read, with
+ * no check for sense. A null blob gives RC_E_BLOB_TOO_SHORT, a null work
+ * RC_E_WORK_BUFFER_SMALL; nothing changes then.
  */
 VORN_API int32_t vorn_set_configuration(const uint8_t* blob, uint32_t blob_size, uint8_t* work,
                                         uint32_t work_size);
@@ -288,7 +310,10 @@ VORN_API int32_t vorn_set_state(const uint8_t* blob, uint32_t blob_size, uint8_t
  * Returns RC_OK; RC_E_SERIALIZE_REQUEST (blob_capacity below 24 or set_id != 0);
  * RC_E_BLOB_OVERFLOW (blob_capacity too small for the sections or the 8-byte
  * trailer; nothing is ever written past blob_capacity); RC_E_WORK_BUFFER_SMALL.
- * Changes nothing in the library; on failure blob may hold partial sections.
+ * Changes nothing in the library; on failure blob may hold partial sections. The 4
+ * reserved trailer bytes and each section's byte 3 are left as the buffer held them.
+ * A null blob_size or blob gives RC_E_SERIALIZE_REQUEST, a null work
+ * RC_E_WORK_BUFFER_SMALL.
  */
 VORN_API int32_t vorn_get_configuration(uint8_t set_id, uint8_t* blob, uint32_t blob_capacity,
                                         uint8_t* work, uint32_t work_size, uint32_t* blob_size);
