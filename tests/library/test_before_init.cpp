@@ -1,0 +1,27 @@
+// The library used before any vorn_init: the first operation of the process must
+// find the defaults, not an all-zero record (whose zero intervals would divide by
+// zero). This file holds one test so that it really runs first in its process.
+#include <gtest/gtest.h>
+
+#include "library_client.h"
+
+namespace {
+
+using namespace vorn_test;
+
+TEST(BeforeInit, OperationsSeeTheDefaults) {
+    const Step first = step({sample(IN_TEMPERATURE, kSecond, 20.0f)});
+    EXPECT_EQ(first.status, RC_OK);
+    EXPECT_TRUE(first.outputs.empty());
+
+    uint8_t blob[512];
+    uint8_t work[512];
+    uint32_t size = 0;
+    ASSERT_EQ(vorn_get_configuration(0, blob, sizeof blob, work, sizeof work, &size), RC_OK);
+    const std::vector<uint8_t> before(blob, blob + size);
+    vorn_init();
+    ASSERT_EQ(vorn_get_configuration(0, blob, sizeof blob, work, sizeof work, &size), RC_OK);
+    EXPECT_EQ(std::vector<uint8_t>(blob, blob + size), before);
+}
+
+}  // namespace
