@@ -148,7 +148,7 @@ struct Options {
 struct Stats {
     uint64_t cycles = 0, outputs = 0, failures = 0;
     uint64_t gaps = 0, stuckHours = 0, rangeFaults = 0, nanFaults = 0, repeats = 0, restarts = 0;
-    uint64_t lateCalls = 0, accuracy3 = 0, recoveryCycles = 0;
+    uint64_t lateCalls = 0, accuracy3 = 0, recoveryCycles = 0, logFaults = 0;
     double faultsEndS = 0, recoveredAtS = -1;
     int lastAccuracy = -1;
     float minIaq = 1e9f, maxIaq = -1e9f;
@@ -281,6 +281,7 @@ private:
                 in[n++] = InputSample{t, values[id - 1], 0, id, {0, 0}};
         }
         if (faulty && n > 0 && rng_.uniform() < 0.003) sendBrokenReading(in, n, r.timeS);
+        n = dropReadingsOutOfRange(in, n, r.timeS);
         process(in.data(), n, r.timeS);
         ++s_.cycles;
         if (faulty && rng_.uniform() < 0.002) {
@@ -307,6 +308,29 @@ private:
         const int32_t status = vorn_do_steps(in.data(), n, out.data(), &count);
         check(status == RC_E_INPUT_RANGE && count == 0, "bad reading not refused", t);
         nan ? ++s_.nanFaults : ++s_.rangeFaults;
+    }
+
+    // A log may carry broken readings of its own: the library must refuse such a step
+    // as a whole; the client then sends the good readings on their own.
+    uint8_t dropReadingsOutOfRange(std::array<InputSample, 4>& in, uint8_t n, double t) {
+        constexpr float kMin[] = {0.0f, 0.0f, -65.0f, 170.0f};
+        constexpr float kMax[] = {2e6f, 100.0f, 125.0f, 1.32e7f};
+        auto accepted = [&](const InputSample& x) {
+            return x.value >= kMin[x.id - 1] && x.value <= kMax[x.id - 1];  // false for NaN
+        };
+        bool broken = false;
+        for (uint8_t i = 0; i < n; ++i) broken = broken || !accepted(in[i]);
+        if (!broken) return n;
+        std::array<OutputSample, 19> out{};
+        uint8_t count = 19;
+        const int32_t status = vorn_do_steps(in.data(), n, out.data(), &count);
+        check(status == RC_E_INPUT_RANGE && count == 0, "broken log reading not refused", t);
+        ++s_.logFaults;
+        uint8_t kept = 0;
+        for (uint8_t i = 0; i < n; ++i) {
+            if (accepted(in[i])) in[kept++] = in[i];
+        }
+        return kept;
     }
 
     void process(const InputSample* in, uint8_t n, double t) {
@@ -346,13 +370,15 @@ private:
             s_.recoveredAtS < 0 ? -1 : (s_.recoveredAtS - s_.faultsEndS) / kSecondsPerHour;
         std::printf(
             "soak: %llu cycles, %llu outputs, %llu restarts; faults: %llu gaps, %llu stuck hours, "
-            "%llu out-of-range, %llu NaN, %llu repeated steps; %llu late calls\n",
+            "%llu out-of-range, %llu NaN, %llu repeated steps, %llu broken log rows; %llu late "
+            "calls\n",
             static_cast<unsigned long long>(s_.cycles), static_cast<unsigned long long>(s_.outputs),
             static_cast<unsigned long long>(s_.restarts), static_cast<unsigned long long>(s_.gaps),
             static_cast<unsigned long long>(s_.stuckHours),
             static_cast<unsigned long long>(s_.rangeFaults),
             static_cast<unsigned long long>(s_.nanFaults),
             static_cast<unsigned long long>(s_.repeats),
+            static_cast<unsigned long long>(s_.logFaults),
             static_cast<unsigned long long>(s_.lateCalls));
         std::printf(
             "soak: IAQ %.1f..%.1f; after the faults: accuracy 3 again after %.2f h, in %.1f%% of "
