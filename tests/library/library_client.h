@@ -1,8 +1,7 @@
-// Small helpers for the library tests: they drive the exported C functions the
-// way a client does (records in, status and records out).
+// Helpers for the library tests: they drive the exported C functions the way a
+// client does (records in, status and records out).
 #pragma once
 
-#include <cstdint>
 #include <initializer_list>
 #include <utility>
 #include <vector>
@@ -11,7 +10,7 @@
 
 namespace vorn_test {
 
-constexpr float kRate3s = 0.33333f;      // 100/300 in f32: interval 300
+constexpr float kRate3s = 0.33333f;      // interval 300
 constexpr float kRate300s = 1.0f / 300;  // interval 30000
 constexpr int64_t kSecond = 1'000'000'000;
 
@@ -21,7 +20,7 @@ struct Subscription {
     SensorRate required[8];
 };
 
-inline Subscription subscribe(std::initializer_list<std::pair<uint8_t, float>> requests,
+inline Subscription subscribe(const std::vector<std::pair<uint8_t, float>>& requests,
                               uint8_t capacity = 8) {
     std::vector<SensorRate> list;
     for (const auto& [id, rate] : requests) list.push_back(SensorRate{rate, id, {0, 0, 0}});
@@ -30,11 +29,6 @@ inline Subscription subscribe(std::initializer_list<std::pair<uint8_t, float>> r
     s.status = vorn_update_subscription(list.data(), static_cast<uint8_t>(list.size()), s.required,
                                         &s.nRequired);
     return s;
-}
-
-// On-demand trigger request: {OUT_IAQ_INDEX, 0.0}.
-inline int32_t requestTrigger() {
-    return subscribe({{OUT_IAQ_INDEX, 0.0f}}).status;
 }
 
 inline InputSample sample(uint8_t id, int64_t t, float value) {
@@ -48,24 +42,15 @@ inline InputSample sample(uint8_t id, int64_t t, float value) {
 struct Step {
     int32_t status;
     std::vector<OutputSample> outputs;
-
-    const OutputSample* find(uint8_t id) const {
-        for (const OutputSample& o : outputs) {
-            if (o.id == id) return &o;
-        }
-        return nullptr;
-    }
 };
 
 inline Step step(const std::vector<InputSample>& inputs, uint8_t capacity = 19) {
-    std::vector<OutputSample> out(capacity == 0 ? 1 : capacity);
+    std::vector<OutputSample> out(capacity);
     uint8_t n = capacity;
-    Step result{};
-    result.status =
+    const int32_t status =
         vorn_do_steps(inputs.data(), static_cast<uint8_t>(inputs.size()), out.data(), &n);
     out.resize(n);
-    result.outputs = out;
-    return result;
+    return {status, out};
 }
 
 inline SensorSettings control(int64_t t, int32_t* status = nullptr) {

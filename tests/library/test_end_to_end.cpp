@@ -22,7 +22,7 @@ constexpr double kTwoPi = 6.283185307179586;
 constexpr double kDay = 86400.0;
 
 // The host's ten outputs, plus the two status flags so that their timing shows.
-const std::initializer_list<std::pair<uint8_t, float>> kSubscription = {
+const std::vector<std::pair<uint8_t, float>> kSubscription = {
     {OUT_IAQ_INDEX, kRate3s},
     {OUT_COMPENSATED_TEMPERATURE, kRate3s},
     {OUT_PASSTHROUGH_PRESSURE, kRate3s},
@@ -67,15 +67,13 @@ std::vector<Record> run(int first, int last, int64_t& at) {
     for (int k = first; k < last; ++k) {
         const SensorSettings plan = control(at);
         const double s = static_cast<double>(at - kStartNs) / 1e9;
+        const float values[] = {Environment::pressure(s), Environment::humidity(s),
+                                Environment::temperature(s), Environment::gas(s)};
         std::vector<InputSample> inputs;
-        if (plan.input_mask & (1u << (IN_PRESSURE - 1)))
-            inputs.push_back(sample(IN_PRESSURE, at, Environment::pressure(s)));
-        if (plan.input_mask & (1u << (IN_HUMIDITY - 1)))
-            inputs.push_back(sample(IN_HUMIDITY, at, Environment::humidity(s)));
-        if (plan.input_mask & (1u << (IN_TEMPERATURE - 1)))
-            inputs.push_back(sample(IN_TEMPERATURE, at, Environment::temperature(s)));
-        if (plan.input_mask & (1u << (IN_GAS_RESISTANCE - 1)))
-            inputs.push_back(sample(IN_GAS_RESISTANCE, at, Environment::gas(s)));
+        for (uint8_t id = IN_PRESSURE; id <= IN_GAS_RESISTANCE; ++id) {
+            if (plan.input_mask & (1u << (id - 1)))
+                inputs.push_back(sample(id, at, values[id - 1]));
+        }
         const Step result = step(inputs);
         records.push_back({plan.input_mask, result.status, result.outputs});
         at = plan.next_call_ns;
@@ -104,48 +102,26 @@ protected:
 };
 std::vector<Record> EndToEnd::day;
 
-TEST_F(EndToEnd, EveryCallMeasuresAllFourReadingsAndAnswersEveryOutput) {
+TEST_F(EndToEnd, EveryCallMeasuresAllReadingsAndOutputsStayInRange) {
     for (size_t k = 0; k < day.size(); ++k) {
         ASSERT_EQ(day[k].inputMask, 0x0Fu) << "call " << k;
         ASSERT_EQ(day[k].status, RC_OK) << "call " << k;
         ASSERT_EQ(day[k].outputs.size(), 12u) << "call " << k;
-        for (size_t i = 1; i < day[k].outputs.size(); ++i) {
-            ASSERT_LT(day[k].outputs[i - 1].id, day[k].outputs[i].id);
-        }
-    }
-}
-
-TEST_F(EndToEnd, OutputsStayFiniteAndInRange) {
-    for (size_t k = 0; k < day.size(); ++k) {
-        const int64_t at = kStartNs + static_cast<int64_t>(k) * 3 * kSecond;
         const double s = static_cast<double>(k) * 3.0;
+        uint8_t previousId = 0;
         for (const OutputSample& o : day[k].outputs) {
+            ASSERT_GT(o.id, previousId);
+            previousId = o.id;
             ASSERT_TRUE(std::isfinite(o.value)) << "output " << int{o.id} << " call " << k;
-            ASSERT_EQ(o.timestamp_ns, at);
+            ASSERT_EQ(o.timestamp_ns, kStartNs + static_cast<int64_t>(k) * 3 * kSecond);
             ASSERT_LE(o.accuracy, 3);
-            switch (o.id) {
-                case OUT_IAQ_INDEX:
-                    ASSERT_GE(o.value, 0.0f);
-                    ASSERT_LE(o.value, 500.0f);
-                    break;
-                case OUT_IAQ_FIXED_SCALE:
-                case OUT_LINEAR_ESTIMATE:
-                case OUT_EXPONENTIAL_ESTIMATE:
-                    ASSERT_GE(o.value, 0.0f) << int{o.id};
-                    break;
-                case OUT_COMPENSATED_TEMPERATURE:
-                    ASSERT_NEAR(o.value, Environment::temperature(s), 5.0f);
-                    break;
-                case OUT_COMPENSATED_HUMIDITY:
-                    ASSERT_GE(o.value, 0.0f);
-                    ASSERT_LE(o.value, 100.0f);
-                    break;
-                case OUT_PASSTHROUGH_GAS:
-                    ASSERT_EQ(o.value, Environment::gas(s));
-                    break;
-                default:
-                    break;
-            }
+            const bool iaq = o.id <= OUT_EXPONENTIAL_ESTIMATE;
+            ASSERT_TRUE(!iaq || o.value >= 0.0f) << int{o.id};
+            ASSERT_TRUE(o.id != OUT_IAQ_INDEX || o.value <= 500.0f);
+            ASSERT_TRUE(o.id != OUT_COMPENSATED_HUMIDITY || (o.value >= 0.0f && o.value <= 100.0f));
+            ASSERT_TRUE(o.id != OUT_COMPENSATED_TEMPERATURE ||
+                        std::fabs(o.value - Environment::temperature(s)) < 5.0f);
+            ASSERT_TRUE(o.id != OUT_PASSTHROUGH_GAS || o.value == Environment::gas(s));
         }
     }
 }
