@@ -1,14 +1,11 @@
-"""Shared helpers of the Python tests: where the sources are, and scratch
-directories on tmpfs when there is one (every host call flushes its state file
-to the disk, which is slow on a busy disk)."""
+"""Helpers of the Python tests: source paths, and scratch directories on tmpfs when
+there is one (every host call flushes its state file to the disk)."""
 
 import os
 import tempfile
 from pathlib import Path
 
 REPO_ROOT = Path(__file__).resolve().parents[2]
-HEADER = REPO_ROOT / "include" / "vorn" / "vorn.h"
-EXAMPLES = REPO_ROOT / "examples"
 
 
 def scratch_directory() -> tempfile.TemporaryDirectory:
