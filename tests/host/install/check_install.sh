@@ -30,7 +30,7 @@ cmake -S "$scratch/consumer" -B "$scratch/consumer-build" -DCMAKE_PREFIX_PATH="$
 cmake --build "$scratch/consumer-build" >>"$scratch/consumer.log" || { cat "$scratch/consumer.log"; exit 1; }
 "$scratch/consumer-build/consumer_shared"
 "$scratch/consumer-build/consumer_static"
-ldd "$scratch/consumer-build/consumer_shared" | grep -q "$prefix/$libdir/libvorn.so" \
+ldd "$scratch/consumer-build/consumer_shared" | grep "$prefix/$libdir/libvorn.so" >/dev/null \
   || { echo "consumer_shared does not use the installed libvorn.so"; exit 1; }
 
 echo "== pkg-config"
