@@ -43,7 +43,7 @@ extern "C" {
  * host_out must hold 7 floats: IAQ index, its accuracy, compensated temperature,
  * compensated humidity, fixed-scale index, linear estimate, exponential estimate.
  * They are written only when the processing step returned RC_OK; otherwise the
- * array keeps what it held.
+ * array keeps what it held. A null host_out is never written.
  *
  * Returns 0 once the measurement ran (statuses met while processing or saving are
  * not reported), or the negative status of the setup, for example RC_E_BLOB_CRC

@@ -205,7 +205,7 @@ void gsx410_vorn_process_data(const InputSample* inputs, uint8_t n, float* host_
     uint8_t n_outputs = kOutputCapacity;
     const int32_t status = vorn_do_steps(inputs, n, outputs, &n_outputs);
     const HostOutputs found = scanOutputs(outputs, n_outputs);
-    if (status == RC_OK) writeHostValues(found, host_out);
+    if (status == RC_OK && host_out != nullptr) writeHostValues(found, host_out);
 }
 
 void vorn_iot_loop_backend(int32_t time_s, float* host_out, vorn_state_save_fn save,
