@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 
@@ -174,6 +175,21 @@ private:
     int shown_ = -1;
 };
 
+// ",value,accuracy": the shortest text that reads back to the same f32 ({fmt}'s
+// Dragonbox, several times faster here than std::to_chars), then the accuracy.
+void appendValue(fmt::memory_buffer& buf, float value, uint8_t accuracy) {
+    constexpr size_t kRoom = 48;  // a float needs at most 16 characters, a byte 3
+    const size_t used = buf.size();
+    buf.resize(used + kRoom);
+    char* first = buf.data() + used;
+    char* last = buf.data() + buf.size();
+    *first++ = ',';
+    first = fmt::format_to(first, FMT_COMPILE("{}"), value);
+    *first++ = ',';
+    first = std::to_chars(first, last, accuracy).ptr;
+    buf.resize(static_cast<size_t>(first - buf.data()));
+}
+
 // Everything the loop updates per row, kept together so the helpers stay small.
 class Replayer {
 public:
@@ -324,7 +340,7 @@ void Replayer::processRow(const std::array<double, kColumnCount>& values, int64_
         if (s == nullptr) {
             buf.append(std::string_view(",,"));
         } else {
-            fmt::format_to(std::back_inserter(buf), FMT_COMPILE(",{},{}"), s->value, s->accuracy);
+            appendValue(buf, s->value, s->accuracy);
         }
     }
     buf.push_back('\n');
