@@ -46,23 +46,27 @@ static int subscribe(void) {
     return 1;
 }
 
-/* Measure the inputs the plan asks for; returns the number of samples. */
+static void add_sample(InputSample* in, uint8_t* n, uint8_t id, float value, int64_t now_ns) {
+    in[*n].id = id;
+    in[*n].value = value;
+    in[*n].timestamp_ns = now_ns;
+    ++*n;
+}
+
+/* Measure the inputs the plan asks for; returns the number of samples. A real
+ * driver would first program plan->heater_temperature_c, heater_duration_ms and the
+ * oversampling settings into the chip, then read it out. */
 static uint8_t measure(const SensorSettings* plan, int64_t now_ns, InputSample* in) {
     const double t = (double)now_ns / 1e9;
+    const uint32_t mask = plan->input_mask;
     uint8_t n = 0;
-    /* A real driver would program plan->heater_temperature_c, heater_duration_ms and
-     * the oversampling settings into the chip here, then read it out. */
-    if (plan->input_mask & (1u << (IN_PRESSURE - 1))) {
-        in[n].id = IN_PRESSURE, in[n].value = pressure_at(t), in[n++].timestamp_ns = now_ns;
+    if (mask & (1u << (IN_PRESSURE - 1))) add_sample(in, &n, IN_PRESSURE, pressure_at(t), now_ns);
+    if (mask & (1u << (IN_HUMIDITY - 1))) add_sample(in, &n, IN_HUMIDITY, humidity_at(t), now_ns);
+    if (mask & (1u << (IN_TEMPERATURE - 1))) {
+        add_sample(in, &n, IN_TEMPERATURE, temperature_at(t), now_ns);
     }
-    if (plan->input_mask & (1u << (IN_HUMIDITY - 1))) {
-        in[n].id = IN_HUMIDITY, in[n].value = humidity_at(t), in[n++].timestamp_ns = now_ns;
-    }
-    if (plan->input_mask & (1u << (IN_TEMPERATURE - 1))) {
-        in[n].id = IN_TEMPERATURE, in[n].value = temperature_at(t), in[n++].timestamp_ns = now_ns;
-    }
-    if (plan->input_mask & (1u << (IN_GAS_RESISTANCE - 1))) {
-        in[n].id = IN_GAS_RESISTANCE, in[n].value = gas_at(t), in[n++].timestamp_ns = now_ns;
+    if (mask & (1u << (IN_GAS_RESISTANCE - 1))) {
+        add_sample(in, &n, IN_GAS_RESISTANCE, gas_at(t), now_ns);
     }
     return n;
 }
