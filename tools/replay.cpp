@@ -29,6 +29,7 @@ constexpr double kMaxAbsTimeSeconds = 9.2e9;  // keeps time * 1e9 inside int64
 constexpr int kMaxOutputId = 21;
 constexpr uint8_t kOutputCapacity = 16;
 constexpr uint32_t kMeasuredInputsMask = 0xF;  // pressure, humidity, temperature, gas
+constexpr size_t kMaxFields = 64;              // fields of a log row that are looked at
 
 // Outputs that need the gas input: subscribing the status flags next to any of them at
 // the same rate changes no schedule and no other output.
@@ -215,6 +216,7 @@ private:
     uint64_t line_ = 0;
     std::array<size_t, kColumnCount> columns_{};
     size_t minFields_ = 0;
+    std::array<std::string_view, kMaxFields> fields_;
     bool haveTime_ = false;
     int64_t lastNs_ = 0;
     std::array<bool, kMaxOutputId + 1> written_{};  // output id written to the CSV
@@ -236,7 +238,7 @@ void Replayer::badRow(const char* reason, const std::string& detail) {
 
 bool Replayer::parseRow(std::string_view line, std::array<double, kColumnCount>& values,
                         std::string_view& timeText) {
-    std::array<std::string_view, 64> fields{};
+    std::array<std::string_view, kMaxFields>& fields = fields_;  // only [0, n) is read
     const size_t n = splitFields(line, fields);
     if (n < minFields_) {
         badRow("too few fields",

@@ -2,6 +2,7 @@
 // `vorn replay` end to end: its columns, its summary, and how it treats bad rows.
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -128,6 +129,28 @@ TEST(Csv, NumbersAndFields) {
     EXPECT_EQ(splitFields("a,,c,d", fields), 4u);
     EXPECT_EQ(fields[1], "");
     EXPECT_EQ(fields[2], "c");
+}
+
+// The fast path for plain decimals must give exactly what std::from_chars gives.
+TEST(Csv, PlainDecimalsParseExactlyLikeFromChars) {
+    uint64_t state = 12345;
+    auto next = [&state] {
+        return state = state * 6364136223846793005ull + 1442695040888963407ull;
+    };
+    for (int i = 0; i < 200000; ++i) {
+        const int digits = 1 + static_cast<int>(next() >> 60);  // 1..16
+        const int point = static_cast<int>((next() >> 58) % (digits + 1));
+        std::string text = (next() >> 63) ? "-" : "";
+        for (int d = 0; d < digits; ++d) {
+            if (d == point && d > 0) text += '.';
+            text += static_cast<char>('0' + (next() >> 33) % 10);
+        }
+        double fast = 0, reference = 0;
+        ASSERT_TRUE(parseNumber(text, fast)) << text;
+        std::from_chars(text.data(), text.data() + text.size(), reference);
+        ASSERT_EQ(fast, reference) << text;
+        ASSERT_EQ(std::signbit(fast), std::signbit(reference)) << text;
+    }
 }
 
 class CsvFile : public ScratchDir {};
