@@ -123,8 +123,11 @@ void subscribe(const std::vector<uint8_t>& ids, float rate) {
     const int32_t status = vorn_update_subscription(
         requests.data(), static_cast<uint8_t>(requests.size()), required.data(), &nRequired);
     if (status != RC_OK) {
-        throw ToolError(fmt::format("the library refuses the subscription at {} Hz: {}", rate,
-                                    describeStatus(status)));
+        throw ToolError(fmt::format("the library refuses the subscription at {} Hz: {}{}", rate,
+                                    describeStatus(status),
+                                    rate == 0.0f ? " (a rate of 0 asks for an on-demand gas "
+                                                   "measurement, not a subscription)"
+                                                 : ""));
     }
 }
 

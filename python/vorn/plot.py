@@ -75,6 +75,8 @@ def _parse_numbers(body: str, columns: List[int]) -> np.ndarray:
     if body.endswith(","):
         body += "nan"
     lines = [line for line in body.split("\n") if line]
+    if not lines:
+        return np.empty((0, len(columns)))
     data = np.loadtxt(lines, delimiter=",", usecols=columns, ndmin=2, dtype=float)
     return data.reshape(len(lines), len(columns))
 
@@ -149,6 +151,11 @@ def _line(ax, x, y, label, colour, how="mean", **style):
     return True
 
 
+def _legend(ax, **options) -> None:
+    if ax.get_legend_handles_labels()[0]:
+        ax.legend(**options)
+
+
 def _first_time(x: np.ndarray, mask: np.ndarray) -> Optional[float]:
     hits = np.nonzero(mask)[0]
     return float(x[hits[0]]) if len(hits) else None
@@ -188,6 +195,9 @@ def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional
     t = out.get("time_s")
     if t is None or len(t) == 0:
         raise ValueError(f"{outputs} holds no rows")
+    if len(out.columns) == 1:
+        raise ValueError(f"{outputs} has none of the columns a `vorn replay` outputs CSV has "
+                         f"({', '.join(OUTPUT_COLUMNS[1:])})")
     start = float(t[0])
     x, xlabel = _time_axis(t, start)
     raw_x = _time_axis(raw.get("time_s"), start)[0] if raw.get("time_s") is not None else None
@@ -225,17 +235,17 @@ def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional
         _line(ax_voc, raw_x, raw.get("voc_ppb"), "ground-truth VOC (simulated)", "#c0392b")
         ax_voc.set_yscale("log")
         ax_voc.set_ylabel("VOC (ppb)")
-        ax_voc.legend(loc="upper left", fontsize=8)
+        _legend(ax_voc, loc="upper left", fontsize=8)
 
     _line(ax_temp, x, out.get("raw_temperature"), "raw", "#bdc3c7", lw=3.0)
     _line(ax_temp, x, out.get("compensated_temperature"), "compensated", "#d35400")
     ax_temp.set_ylabel("temperature (°C)")
-    ax_temp.legend(loc="upper left", fontsize=8)
+    _legend(ax_temp, loc="upper left", fontsize=8)
 
     _line(ax_hum, x, out.get("raw_humidity"), "raw", "#bdc3c7", lw=3.0)
     _line(ax_hum, x, out.get("compensated_humidity"), "compensated", "#2980b9")
     ax_hum.set_ylabel("humidity (%)")
-    ax_hum.legend(loc="upper left", fontsize=8)
+    _legend(ax_hum, loc="upper left", fontsize=8)
 
     gas = out.get("raw_gas")
     if gas is None and raw.get("gas_ohm") is not None:
@@ -244,7 +254,7 @@ def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional
         _line(ax_gas, x, gas, "gas resistance", "#16a085")
     ax_gas.set_yscale("log")
     ax_gas.set_ylabel("gas (Ω)")
-    ax_gas.legend(loc="upper left", fontsize=8)
+    _legend(ax_gas, loc="upper left", fontsize=8)
 
     _draw_flags(ax_flags, x, out)
     ax_flags.set_xlabel(xlabel)
@@ -264,7 +274,8 @@ def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional
 def main(argv: Optional[Sequence[str]] = None, prog: str = "python3 -m vorn plot") -> int:
     import argparse
 
-    parser = argparse.ArgumentParser(prog=prog, description=__doc__.splitlines()[0])
+    description = __doc__.split("\n\n")[0].replace("\n", " ")
+    parser = argparse.ArgumentParser(prog=prog, description=description)
     parser.add_argument("outputs", type=Path, help="outputs CSV written by `vorn replay`")
     parser.add_argument("-o", "--output", type=Path, required=True, help="image file (.png)")
     parser.add_argument("--log", type=Path, help="raw log CSV (from `vorn simulate`) to overlay "
