@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 
 #include "blob_commands.h"
 #include "names.h"
@@ -115,6 +116,39 @@ void addBlobCommands(CLI::App& app, BlobArgs& a, CLI::App*& stateShow, CLI::App*
     configNames = config->add_subcommand("names", "List every parameter `config set` can change");
 }
 
+int runSimulate(SimulateArgs& sim) {
+    sim.options.faults = parseFaults(sim.faults);
+    struct Closer {
+        void operator()(FILE* f) const {
+            if (f != stdout) std::fclose(f);
+        }
+    };
+    std::unique_ptr<FILE, Closer> out(sim.output == "-" ? stdout
+                                                        : std::fopen(sim.output.c_str(), "wb"));
+    if (!out) throw ToolError("cannot create '" + sim.output + "'");
+    const SimulateReport r = simulate(sim.options, out.get());
+    if (out.get() != stdout && std::fclose(out.release()) != 0) {
+        throw ToolError("cannot write '" + sim.output + "'");
+    }
+    fmt::print(stderr,
+               "simulated {:g} days: {} rows every {:g} s (seed {}); {} cookings, {} cleanings, "
+               "{} airings, {} showers; VOC peak {:.0f} ppb\n",
+               sim.options.days, r.rows, sim.options.intervalSeconds, sim.options.seed, r.cooking,
+               r.cleaning, r.ventilation, r.showers, r.peakVocPpb);
+    return 0;
+}
+
+int runReplay(ReplayArgs& rep, bool offsetGiven) {
+    rep.options.outputs = parseOutputList(rep.outputs);
+    rep.options.progress = !rep.noProgress;
+    if (offsetGiven) rep.options.temperatureOffset = rep.offset;
+    const ReplayReport report = replay(rep.options, stderr);
+    if (!rep.quiet) {
+        printSummary(rep.options, report, rep.options.output == "-" ? stderr : stdout);
+    }
+    return 0;
+}
+
 int run(int argc, char** argv) {
     CLI::App app("vorn: simulate, replay and inspect data of the vorn gas-sensor library", "vorn");
     app.set_version_flag("--version", versionText());
@@ -132,29 +166,9 @@ int run(int argc, char** argv) {
         return app.exit(e);
     }
 
-    if (app.got_subcommand("simulate")) {
-        sim.options.faults = parseFaults(sim.faults);
-        FILE* out = sim.output == "-" ? stdout : std::fopen(sim.output.c_str(), "wb");
-        if (out == nullptr) throw ToolError("cannot create '" + sim.output + "'");
-        const SimulateReport r = simulate(sim.options, out);
-        if (out != stdout && std::fclose(out) != 0) throw ToolError("cannot write " + sim.output);
-        fmt::print(stderr,
-                   "simulated {:g} days: {} rows every {:g} s (seed {}); {} cookings, {} "
-                   "cleanings, {} airings, {} showers; VOC peak {:.0f} ppb\n",
-                   sim.options.days, r.rows, sim.options.intervalSeconds, sim.options.seed,
-                   r.cooking, r.cleaning, r.ventilation, r.showers, r.peakVocPpb);
-        return 0;
-    }
+    if (app.got_subcommand("simulate")) return runSimulate(sim);
     if (app.got_subcommand("replay")) {
-        rep.options.outputs = parseOutputList(rep.outputs);
-        rep.options.progress = !rep.noProgress;
-        if (app.get_subcommand("replay")->count("--temperature-offset") > 0) {
-            rep.options.temperatureOffset = rep.offset;
-        }
-        const ReplayReport report = replay(rep.options, stderr);
-        if (!rep.quiet)
-            printSummary(rep.options, report, rep.options.output == "-" ? stderr : stdout);
-        return 0;
+        return runReplay(rep, app.get_subcommand("replay")->count("--temperature-offset") > 0);
     }
     if (*stateShow || *configShow) {
         blob.show.kind = *stateShow ? BlobKind::State : BlobKind::Configuration;
