@@ -36,8 +36,13 @@ BUILD=${FUZZ_BUILD:-$ROOT/build-fuzz}
 case "$BUILD" in /*) ;; *) BUILD=$ROOT/$BUILD ;; esac
 
 echo "== fuzz: building targets in $BUILD"
-cmake -S fuzz -B "$BUILD" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$BUILD" -j 2 >/dev/null
+mkdir -p "$BUILD/logs"
+if ! { cmake -S fuzz -B "$BUILD" -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo &&
+       cmake --build "$BUILD" -j 2; } >"$BUILD/logs/build.log" 2>&1; then
+  tail -n 40 "$BUILD/logs/build.log"
+  echo "!! fuzz: build failed (full log: $BUILD/logs/build.log)"
+  exit 1
+fi
 
 if [ ${#targets[@]} -eq 0 ]; then
   for t in fuzz_configuration_blob fuzz_state_blob fuzz_call_sequence fuzz_state_file; do
@@ -87,7 +92,6 @@ fuzz_one() {
   echo "   $t: ${execs:-?} executions in ${SECONDS_PER_TARGET} s, no finding"
 }
 
-mkdir -p "$BUILD/logs"
 failed=0
 echo "== fuzz: replaying committed corpora and regressions"
 for t in "${targets[@]}"; do replay "$t" || failed=1; done
