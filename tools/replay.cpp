@@ -210,6 +210,7 @@ private:
     void processRow(const std::array<double, kColumnCount>& values, int64_t ns,
                     std::string_view timeText, OutputBuffer& out);
     std::string rangeDetail(const std::array<double, kColumnCount>& values) const;
+    bool sleeping(int64_t ns) const;
     void track(const OutputSample& s, int64_t ns);
 
     const ReplayOptions& o_;
@@ -224,6 +225,9 @@ private:
     int64_t lastNs_ = 0;
     std::array<bool, kMaxOutputId + 1> written_{};  // output id written to the CSV
     float lastContinuous_ = 0.0f;
+    static constexpr int64_t kNoPlan = INT64_MIN;
+    int64_t lastPlanNs_ = kNoPlan;  // time of the last sensor-control call that planned
+    int64_t plannedNs_ = 0;         // the next call it planned
 };
 
 void Replayer::badRow(const char* reason, const std::string& detail) {
@@ -300,11 +304,30 @@ void Replayer::track(const OutputSample& s, int64_t ns) {
     }
 }
 
+// A device sleeps until the planned call; it wakes no earlier than the library's
+// tolerance of 1/16 of the interval allows. Rows before that are skipped unseen.
+bool Replayer::sleeping(int64_t ns) const {
+    if (lastPlanNs_ == kNoPlan) return false;
+    // Both times lie within +/-9.2e18 ns, so the difference is taken without sign.
+    const uint64_t interval =
+        static_cast<uint64_t>(plannedNs_) - static_cast<uint64_t>(lastPlanNs_);
+    const int64_t wake = plannedNs_ - static_cast<int64_t>(interval >> 4);
+    return ns < wake;
+}
+
 void Replayer::processRow(const std::array<double, kColumnCount>& values, int64_t ns,
                           std::string_view timeText, OutputBuffer& out) {
+    if (sleeping(ns)) {
+        ++report_.beforePlannedCall;
+        return;
+    }
     SensorSettings settings{};
     const int32_t control = vorn_sensor_control(ns, &settings);
     if (control != RC_OK) ++report_.sensorControlWarnings[control];
+    // Only a call that came too early leaves the plan as it was.
+    const bool early = control == RC_W_CALL_TIME_DEVIATION && settings.next_call_ns == plannedNs_;
+    if (!early) lastPlanNs_ = ns;
+    plannedNs_ = settings.next_call_ns;
     if ((settings.input_mask & kMeasuredInputsMask) == 0) {
         ++report_.notAsked;
         return;
@@ -462,8 +485,10 @@ void printSummary(const ReplayOptions& options, const ReplayReport& r, FILE* out
     fmt::print(out, "  log               {}: {} rows spanning {}\n",
                options.log == "-" ? "<stdin>" : options.log, r.rows,
                duration(r.lastNs - r.firstNs));
-    fmt::print(out, "  steps             {} processed; {} rows not asked for by the library\n",
-               r.steps, r.notAsked);
+    fmt::print(out,
+               "  steps             {} processed; rows skipped: {} before the planned call, {} "
+               "not asked for\n",
+               r.steps, r.beforePlannedCall, r.notAsked);
     std::string bad = fmt::format("{}", r.badRowCount());
     for (const auto& [reason, count] : r.badRows) bad += fmt::format(", {} {}", count, reason);
     fmt::print(out, "  bad rows          {}\n", bad);

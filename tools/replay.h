@@ -28,6 +28,7 @@ struct ReplayOptions {
 struct ReplayReport {
     uint64_t rows = 0;                        // data rows read
     uint64_t steps = 0;                       // processing steps run
+    uint64_t beforePlannedCall = 0;           // rows a device would have slept through
     uint64_t notAsked = 0;                    // rows at which the library asked for no measurement
     uint64_t outputRows = 0;                  // rows written to the outputs CSV
     std::map<std::string, uint64_t> badRows;  // by reason

@@ -210,6 +210,17 @@ TEST_F(Replay, WritesOneRowPerStepAndASummary) {
     EXPECT_EQ(piped.out.substr(0, 36), "time_s,iaq_index,iaq_index_accuracy\n");
 }
 
+// A log denser than the schedule: the rows between planned calls are slept through.
+TEST_F(Replay, RowsBetweenPlannedCallsAreSkippedWithoutWarnings) {
+    ASSERT_EQ(vorn("simulate --days 0.05 --interval 1 -o log.csv").exitCode, 0);
+    const auto r = vorn("replay log.csv -o out.csv");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(r.out.find("1440 processed; rows skipped: 2880 before the planned call"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("warnings          none"), std::string::npos) << r.out;
+}
+
 TEST_F(Replay, BadRowsAreReportedWithLineNumbersAndSkipped) {
     testing::writeFile(path("log.csv"),
                        "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n"
