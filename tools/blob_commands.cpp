@@ -219,10 +219,17 @@ void printText(const ShowOptions& o, const BlobFile& file, const BlobCheck& chec
 int showBlob(const ShowOptions& options, FILE* out) {
     const BlobFile file = loadBlobFile(options.path);
     if (file.stateFileFormat && file.blob.empty()) {
-        fmt::print(out,
-                   "{}: state file with length 0: it holds no state, so the host layer "
-                   "starts from the library defaults\n",
-                   options.path);
+        const char* meaning =
+            "state file with length 0: it holds no state, so the host layer starts from the "
+            "library defaults";
+        if (options.json) {
+            fmt::print(out,
+                       "{{\n  \"file\": {},\n  \"format\": \"state-file\",\n  \"size\": 0,\n"
+                       "  \"valid\": true,\n  \"notes\": [{}],\n  \"sections\": []\n}}\n",
+                       jsonString(options.path), jsonString(meaning));
+        } else {
+            fmt::print(out, "{}: {}\n", options.path, meaning);
+        }
         return 0;
     }
     const BlobCheck check = checkBlob(file.blob, options.kind);
