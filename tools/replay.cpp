@@ -1,6 +1,6 @@
-// The replay loop and its summary. The hot path parses five numbers per row with
-// std::from_chars, makes two library calls, and formats the outputs with compiled
-// {fmt} patterns into a block buffer; nothing on it allocates.
+// The replay loop and its summary. The hot path parses five numbers per row (an exact
+// fast path for plain decimals, std::from_chars otherwise), makes two library calls,
+// and formats the outputs with {fmt} into a block buffer; nothing on it allocates.
 #include "replay.h"
 
 #include <fmt/compile.h>

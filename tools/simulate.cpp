@@ -130,6 +130,9 @@ void addEvent(DayPlan& plan, double start, double minutes, EventKind kind, doubl
     plan.events.push_back({start, start + minutes * 60.0, kind, strength});
 }
 
+// One day of the household. The numbers are its habits: hours of the day with a random
+// spread, durations in minutes, the chance that something happens on a given day, and
+// a strength relative to an ordinary dinner.
 DayPlan planDay(uint64_t seed, int64_t day) {
     Rng rng(seed, kDayStreamBase + static_cast<uint64_t>(day));
     const double base = static_cast<double>(day) * kSecondsPerDay;
@@ -144,6 +147,7 @@ DayPlan planDay(uint64_t seed, int64_t day) {
         plan.awayStart = base + hours(13.0 + rng.uniform(0.0, 2.0));
         plan.awayEnd = plan.awayStart + hours(rng.uniform(2.0, 4.0));
     }
+    // Morning: shower, often an open window, sometimes a cooked breakfast.
     addEvent(plan, plan.wake + hours(0.1), rng.uniform(8, 15), EventKind::Shower, 1.0);
     if (rng.chance(0.7)) {
         addEvent(plan, plan.wake + hours(0.5), rng.uniform(10, 20), EventKind::Ventilation, 1.0);
@@ -155,6 +159,7 @@ DayPlan planDay(uint64_t seed, int64_t day) {
         addEvent(plan, base + hours(12.25 + rng.uniform(0.0, 0.5)), rng.uniform(30, 50),
                  EventKind::Cooking, rng.uniform(0.6, 1.0));
     }
+    // Dinner once home, often followed by airing the kitchen.
     if (rng.chance(0.9)) {
         const double home = weekend ? base : plan.awayEnd;
         const double start = std::max(home + hours(0.3), base + hours(18.25 + rng.uniform(0, 1.0)));
@@ -165,6 +170,7 @@ DayPlan planDay(uint64_t seed, int64_t day) {
                      1.0);
         }
     }
+    // Cleaning with sprays about twice a week.
     if (rng.chance(2.0 / kDaysPerWeek)) {
         const double start = weekend ? base + hours(rng.uniform(10.0, 12.0))
                                      : base + hours(rng.uniform(19.75, 21.0));
@@ -285,7 +291,7 @@ struct Reading {
 
 class Room {
 public:
-    Room(uint64_t seed) : seed_(seed), site_(seed), noise_(seed, kNoiseStream) {}
+    explicit Room(uint64_t seed) : seed_(seed), site_(seed), noise_(seed, kNoiseStream) {}
 
     Reading step(double t, double dt, SimulateReport& report) {
         const auto day = static_cast<int64_t>(std::floor(t / kSecondsPerDay));
