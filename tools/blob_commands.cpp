@@ -109,9 +109,12 @@ void describeStatusTrackerState(std::span<const uint8_t> s, const SectionSpec& s
     const float cont = readElement(s, *findField(spec, "continuous_time"), 0).real;
     const bool accFlag = readElement(s, *findField(spec, "accumulated_time_reached"), 0).integer;
     const bool contFlag = readElement(s, *findField(spec, "continuous_time_reached"), 0).integer;
-    fmt::print(out, "  => operated {} in all ({}), {} without interruption ({})\n",
-               seconds(acc / kNsPerSecond), accFlag ? "flag set" : "flag not set",
-               seconds(cont / kNsPerSecond), contFlag ? "flag set" : "flag not set");
+    // Each clock stops counting once its flag is set.
+    fmt::print(out,
+               "  => accumulated time: {} counted, flag {}; continuous time: {} without "
+               "interruption, flag {}\n",
+               seconds(acc / kNsPerSecond), accFlag ? "set" : "not set",
+               seconds(cont / kNsPerSecond), contFlag ? "set" : "not set");
 }
 
 void printTextSection(std::span<const uint8_t> blob, const SectionView& sv, BlobKind kind,
