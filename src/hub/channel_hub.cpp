@@ -31,6 +31,15 @@ constexpr std::array<PassThrough, 4> kPassThroughs = {{
 }};
 
 constexpr float kMaxAccuracy = 255.0f;  // largest value an accuracy byte holds
+constexpr double kHalf = 0.5;
+
+// next % factor (0 for a factor of 0) without a division in the usual case, where
+// the counter stays below its factor and next reaches it at most.
+constexpr uint16_t wrapCounter(uint16_t next, uint16_t factor) {
+    if (next < factor) return next;
+    if (next == factor || factor == 0) return 0;
+    return static_cast<uint16_t>(next % factor);
+}
 
 constexpr uint32_t bit(uint32_t id) {
     return 1u << (id - 1);
@@ -130,7 +139,9 @@ uint8_t accuracyToByte(float accuracy) {
     // Clamp before converting: an out-of-range float-to-integer cast is undefined.
     if (std::isnan(accuracy) || accuracy <= 0.0f) return 0;
     if (accuracy >= kMaxAccuracy) return static_cast<uint8_t>(kMaxAccuracy);
-    return static_cast<uint8_t>(roundd(static_cast<double>(accuracy)));
+    // Within (0, 255) adding a half in double is exact, so truncating it rounds half
+    // up exactly as roundd does, without its range tests and floor call.
+    return static_cast<uint8_t>(static_cast<double>(accuracy) + kHalf);
 }
 
 ChannelHub::ChannelHub()
@@ -179,7 +190,7 @@ bool ChannelHub::isChannelReady(uint32_t id) {
     // stored anyway it counts as 1 instead of dividing by zero.
     const auto next = static_cast<uint16_t>(downsamplingCounter[k] + 1u);
     const uint16_t factor = downsamplingFactor[k];
-    downsamplingCounter[k] = factor == 0 ? uint16_t{0} : static_cast<uint16_t>(next % factor);
+    downsamplingCounter[k] = wrapCounter(next, factor);
     if (downsamplingCounter[k] != 0) return false;
     channelRunMask |= bit(id);
     return true;

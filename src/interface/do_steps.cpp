@@ -1,6 +1,8 @@
 // The processing step: validate every input sample before storing any, store
 // them in the hub, run one step over all channels, and hand back the subscribed
 // outputs that received a value, in ascending identifier order.
+#include <bit>
+
 #include "core/vorn.h"
 
 namespace vorn {
@@ -15,6 +17,14 @@ void clearOutputs(OutputSample* outputs, uint8_t capacity) {
         outputs[i].id = 0;
         outputs[i].accuracy = 0;
     }
+}
+
+bool overlaps(const InputSample* inputs, uint8_t nInputs, const OutputSample* outputs,
+              uint8_t capacity) {
+    if (inputs == nullptr || outputs == nullptr || nInputs == 0 || capacity == 0) return false;
+    const auto in = reinterpret_cast<std::uintptr_t>(inputs);
+    const auto out = reinterpret_cast<std::uintptr_t>(outputs);
+    return in < out + capacity * sizeof(OutputSample) && out < in + nInputs * sizeof(InputSample);
 }
 
 // The whole call is refused on the first bad sample; a repeated time stamp only
@@ -37,9 +47,19 @@ int32_t validateInputs(const Vorn& v, const InputSample* inputs, uint8_t nInputs
     return status;
 }
 
-bool isSubscribedAndValid(const ChannelHub& hub, uint8_t id) {
-    return isOutputId(id) && hub.outputSamplIntvl[outputIndex(id)] != kIntervalOff &&
-           hub.isOutputValid(id);
+// Output identifier of each output slot, ascending.
+constexpr std::array<uint8_t, kOutputCount> kOutputIdOfSlot = {1, 2,  3,  4,  6,  7,  8,
+                                                               9, 12, 13, 14, 15, 18, 21};
+
+// Bit id-1 for every subscribed output whose value is new: the outputs to hand back,
+// found in one pass over the slots instead of a lookup per identifier.
+uint32_t collectableMask(const ChannelHub& hub) {
+    uint32_t subscribed = 0;
+    for (int slot = 0; slot < kOutputCount; ++slot) {
+        const uint32_t on = hub.outputSamplIntvl[slot] != kIntervalOff ? 1u : 0u;
+        subscribed |= on << (kOutputIdOfSlot[slot] - 1);
+    }
+    return subscribed & hub.outputValidMask & kOutputMask;
 }
 
 }  // namespace
@@ -49,11 +69,15 @@ bool isSubscribedAndValid(const ChannelHub& hub, uint8_t id) {
 int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
                 uint8_t* nOutputs) {
     const uint8_t capacity = outputs != nullptr && nOutputs != nullptr ? *nOutputs : 0;
-    clearOutputs(outputs, capacity);
+    // Every record the step hands back is written whole, so only the records after
+    // them need clearing, once the step is done. Should the caller's output array
+    // overlap its inputs, it is cleared first, before any input is read.
+    if (overlaps(inputs, nInputs, outputs, capacity)) clearOutputs(outputs, capacity);
 
     int32_t status =
         inputs == nullptr && nInputs != 0 ? RC_E_INPUT_ID : validateInputs(v, inputs, nInputs);
     if (status < 0) {
+        clearOutputs(outputs, capacity);
         if (nOutputs != nullptr) *nOutputs = 0;
         return status;
     }
@@ -66,8 +90,9 @@ int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSampl
     if (capacity == 0) {
         status = RC_W_NO_OUTPUT_ROOM;
     } else {
-        for (uint8_t id = 1; id <= kMaxOutputId; ++id) {
-            if (!isSubscribedAndValid(v.hub, id)) continue;
+        // Lowest bit first: ascending identifier order.
+        for (uint32_t pending = collectableMask(v.hub); pending != 0; pending &= pending - 1) {
+            const auto id = static_cast<uint8_t>(std::countr_zero(pending) + 1);
             OutputSample sample{};
             v.hub.getOutput(id, sample.value, sample.timestamp_ns, sample.accuracy);
             if (count == capacity) {
@@ -82,6 +107,7 @@ int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSampl
             out.accuracy = sample.accuracy;
         }
     }
+    clearOutputs(outputs + count, static_cast<uint8_t>(capacity - count));
     // Values not collected now are not offered again.
     v.hub.outputValidMask = 0;
     v.applyUpdateSubscription();

@@ -105,7 +105,9 @@ GasHumidityBaselineTracker::GasHumidityBaselineTracker()
       riseTime(kDefaultRiseTime),
       decayTimeConstant(kDefaultDecay),
       holdOffTarget{0, 0},
-      holdOffExponent{0.0f, 0.0f} {
+      holdOffExponent{0.0f, 0.0f},
+      riseStep(0.0f),
+      relaxFactor{0.0f, 0.0f} {
     setState();
 }
 
@@ -121,6 +123,15 @@ void GasHumidityBaselineTracker::setState() {
     holdOffRemaining = 0;
     stepSeconds = 0;
     inBandThreshold = kResetInBandThreshold;
+    refreshFilterCoefficients();
+}
+
+void GasHumidityBaselineTracker::refreshFilterCoefficients() {
+    const float dt = static_cast<float>(samplIntvl) / 100.0f;
+    riseStep = (rangeScale * kLog10Ratio250 / riseTime) * dt;
+    for (std::size_t k = 0; k < relaxFactor.size(); ++k) {
+        relaxFactor[k] = 1.0f - std::exp(-dt / decayTimeConstant[k]);
+    }
 }
 
 void GasHumidityBaselineTracker::updateInterfaceDependency(uint16_t interval) {
@@ -137,6 +148,7 @@ void GasHumidityBaselineTracker::updateInterfaceDependency(uint16_t interval) {
     // The threshold keeps only the low byte, so 511 (interval 0) becomes 255.
     const auto threshold = static_cast<uint32_t>(std::floor(2.0f * root));
     inBandThreshold = static_cast<uint8_t>(threshold & 0xFFu);
+    refreshFilterCoefficients();
 }
 
 void GasHumidityBaselineTracker::filterRobustMaxMin(float& bound, bool lowerBound, uint8_t track,
@@ -144,20 +156,19 @@ void GasHumidityBaselineTracker::filterRobustMaxMin(float& bound, bool lowerBoun
     if (track != 1 && track != 2) return;
     const std::size_t k = track - 1u;
     const float y = narrowestBand(*this);
-    const float dt = static_cast<float>(samplIntvl) / 100.0f;
-    const float rise = (rangeScale * kLog10Ratio250 / riseTime) * dt;
-    const auto relax = [&] { return 1.0f - std::exp(-dt / decayTimeConstant[k]); };
+    const float rise = riseStep;
+    const float relax = relaxFactor[k];
 
     // A bound follows the signal outward at most one rise step per sample and
     // relaxes inward with the track's time constant; the two bounds of a track
     // never come closer than y.
     if (!lowerBound) {
         const float d = x - bound;
-        const float next = d > 0.0f ? bound + std::fmin(d, rise) : bound + d * relax();
+        const float next = d > 0.0f ? bound + std::fmin(d, rise) : bound + d * relax;
         bound = std::fmax(next, robustMin[k] + y);
     } else {
         const float d = bound - x;
-        const float next = d > 0.0f ? bound - std::fmin(d, rise) : bound + (x - bound) * relax();
+        const float next = d > 0.0f ? bound - std::fmin(d, rise) : bound + (x - bound) * relax;
         bound = std::fmin(next, robustMax[k] - y);
     }
 }
@@ -330,6 +341,7 @@ int32_t GasHumidityBaselineTracker::configure(const uint8_t* section, uint32_t l
     temperatureMax = temperatureRange[1];
     humidityMin = humidityRange[0];
     humidityMax = humidityRange[1];
+    refreshFilterCoefficients();
     return RC_OK;
 }
 
@@ -348,6 +360,7 @@ int32_t GasHumidityBaselineTracker::setState(const uint8_t* section, uint32_t le
         .read(stepSeconds)
         .read(rangeScale)
         .read(inBandThreshold);
+    refreshFilterCoefficients();
     return RC_OK;
 }
 

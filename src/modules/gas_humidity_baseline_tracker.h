@@ -57,11 +57,18 @@ struct GasHumidityBaselineTracker {
     uint8_t inBandThreshold;                 // derived
     std::array<uint16_t, 2> holdOffTarget;   // s, per event kind
     std::array<float, 2> holdOffExponent;    // per event kind
+    // Cached, never serialized: they depend only on the interval, rangeScale and the
+    // configuration, and are refreshed wherever one of those changes.
+    float riseStep;                    // largest outward move of a bound per sample
+    std::array<float, 2> relaxFactor;  // 1 - exp(-dt / decayTimeConstant), per track
 
     GasHumidityBaselineTracker();
 
     // Reset learnt state and derived values; configuration stays.
     void setState();
+    // Recompute riseStep and relaxFactor from samplIntvl, rangeScale, riseTime and
+    // decayTimeConstant. Anyone who writes those fields directly must call it.
+    void refreshFilterCoefficients();
 
     // Derive stepSeconds, rangeScale and inBandThreshold from a new interval (10 ms
     // units); 65535 or the interval already applied changes nothing.
