@@ -93,18 +93,18 @@ int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSampl
         // Lowest bit first: ascending identifier order.
         for (uint32_t pending = collectableMask(v.hub); pending != 0; pending &= pending - 1) {
             const auto id = static_cast<uint8_t>(std::countr_zero(pending) + 1);
-            OutputSample sample{};
-            v.hub.getOutput(id, sample.value, sample.timestamp_ns, sample.accuracy);
+            // Read straight from the hub's arrays: the valid bits are all cleared below.
             if (count == capacity) {
                 status = RC_W_OUTPUT_OVERFLOW;
                 break;
             }
+            const int slot = outputIndex(id);
             OutputSample& out = outputs[count++];
-            out.timestamp_ns = sample.timestamp_ns;
-            out.value = sample.value;
+            out.timestamp_ns = v.hub.outputTimestamp[slot];
+            out.value = v.hub.outputValue[slot];
             out.dims = 1;
             out.id = id;
-            out.accuracy = sample.accuracy;
+            out.accuracy = v.hub.outputAccuracy[slot];
         }
     }
     clearOutputs(outputs + count, static_cast<uint8_t>(capacity - count));
