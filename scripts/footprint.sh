@@ -69,8 +69,10 @@ ram=$(( (pdata + pbss) - (edata + ebss) ))
 own=$(python3 - "$BUILD/probe.map" "$BUILD/m4/" <<'PY'
 import re, sys
 text, total = open(sys.argv[1]).read(), 0
-# An input section line: " .text.name  0xADDR  0xSIZE  object", possibly wrapped.
-for m in re.finditer(r"^ \.(?:text|rodata)\S*\s+0x[0-9a-f]+\s+0x([0-9a-f]+)\s+(\S+)", text, re.M):
+text = text[text.find("Linker script and memory map"):]  # skip the discarded sections
+# An input section: " .text.name  0xADDR  0xSIZE  object", the name possibly on its own line.
+pattern = r"^ \.(?:text|rodata)\S*\s+0x[0-9a-f]+\s+0x([0-9a-f]+)\s+(\S+)"
+for m in re.finditer(pattern, text, re.M):
     if m.group(2).startswith(sys.argv[2]):
         total += int(m.group(1), 16)
 print(total)
