@@ -1,6 +1,5 @@
-// Drives a hub the way the library does: a subscription applied from scratch, then
-// steps that store their samples and run once. Each step starts with no valid outputs
-// so that a test sees exactly what that step produced.
+// Drives a hub as the library does. Each step starts with no valid outputs so that a
+// test sees exactly what that step produced.
 #pragma once
 
 #include <initializer_list>
@@ -33,7 +32,7 @@ inline void step(ChannelHub& hub, std::initializer_list<Sample> samples) {
     hub.doStep();
 }
 
-// Bit id-1 for each id: the form of the hub's masks.
+// Bit id-1 for each id, the form of the hub's masks.
 constexpr uint32_t bits(std::initializer_list<uint32_t> ids) {
     uint32_t mask = 0;
     for (uint32_t id : ids) mask |= 1u << (id - 1);

@@ -1,5 +1,4 @@
-// Helpers for the library tests: they drive the exported C functions the way a
-// client does (records in, status and records out).
+// Drives the exported C functions the way a client does.
 #pragma once
 
 #include <initializer_list>
