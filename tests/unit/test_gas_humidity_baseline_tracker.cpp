@@ -2,12 +2,14 @@
 // the single-precision bound filter, grading, hold-off and the two sections.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
 
 #include "modules/gas_humidity_baseline_tracker.h"
+#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -63,15 +65,11 @@ INSTANTIATE_TEST_SUITE_P(
                       IntervalCase{150, 2, 0x3efffee5, 28, 1.0f},     // 1.5 s rounds up
                       IntervalCase{0, 0, 0x3efffee5, 255, 1.0f}));    // 2*sqrt(65535) low byte
 
-TEST_F(Tracker, IntervalOffOrRepeatedChangesNothing) {
+TEST_F(Tracker, IntervalOffOrRepeatedChangesNothingAndHumidityIsCompensated) {
     t.rangeScale = 7.0f;
     t.updateInterfaceDependency(65535);
     t.updateInterfaceDependency(300);
     EXPECT_EQ(t.rangeScale, 7.0f);
-    EXPECT_EQ(t.samplIntvl, 300);
-}
-
-TEST_F(Tracker, CompensatesForAbsoluteHumidity) {
     // Exact single-precision bits; double intermediates give 0x40b9c2fa at 35 C.
     step(5.0f, 25.0f, 50.0f);  // AH 11.48389 g/m3: 5.795067
     EXPECT_EQ(std::bit_cast<uint32_t>(x), 0x40b97130u);
@@ -148,10 +146,9 @@ TEST_F(Tracker, BoundFilterIsSinglePrecision) {
     };
     for (const Expected& e : kSteps) {
         step(e.logGas);
-        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMax[0]), e.bits[0]) << e.logGas;
-        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMax[1]), e.bits[1]) << e.logGas;
-        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMin[0]), e.bits[2]) << e.logGas;
-        EXPECT_EQ(std::bit_cast<uint32_t>(t.robustMin[1]), e.bits[3]) << e.logGas;
+        const std::array<float, 4> bounds = {t.robustMax[0], t.robustMax[1], t.robustMin[0],
+                                             t.robustMin[1]};
+        EXPECT_EQ((std::bit_cast<std::array<uint32_t, 4>>(bounds)), e.bits) << e.logGas;
     }
 }
 
@@ -218,73 +215,18 @@ TEST_F(Tracker, HoldOffEventsMoveTowardTargetAndNeverWrap) {
     }
 }
 
-// A section of `length` bytes for owner `id` whose field bytes count 4, 5, 6, ...
-std::array<uint8_t, 64> patternSection(uint8_t length, uint8_t id) {
-    std::array<uint8_t, 64> section{};
-    section[0] = length;
-    section[2] = id;
-    for (uint8_t i = 4; i < length; ++i) section[i] = i;
-    return section;
-}
-
-struct Placement {
-    std::size_t offset, size;
-    const void* field;
-};
-
-void expectPlacements(const uint8_t* section, std::initializer_list<Placement> fields) {
-    for (const Placement& p : fields) {
-        EXPECT_EQ(std::memcmp(section + p.offset, p.field, p.size), 0) << "offset " << p.offset;
-    }
-}
-
-TEST(TrackerSections, FieldsReadFromAndWriteToTheirOffsets) {
-    const auto config = patternSection(48, 1);
-    const auto state = patternSection(45, 1);
+TEST(TrackerSections, FieldOffsetsRoundTripAndRefusals) {
     GasHumidityBaselineTracker t;
-    ASSERT_EQ(t.configure(config.data(), 48), RC_OK);
-    ASSERT_EQ(t.setState(state.data(), 45), RC_OK);
-    expectPlacements(config.data(), {{4, 8, &t.decayTimeConstant},
-                                     {12, 4, &t.riseTime},
-                                     {16, 16, &t.humiditySlope},
-                                     {32, 4, &t.holdOffTarget},
-                                     {36, 1, &t.temperatureMin},
-                                     {37, 1, &t.temperatureMax},
-                                     {38, 1, &t.humidityMin},
-                                     {39, 1, &t.humidityMax},
-                                     {40, 8, &t.holdOffExponent}});
-    expectPlacements(state.data(), {{4, 8, &t.robustMax},
-                                    {12, 8, &t.robustMin},
-                                    {20, 2, &t.reserved1},
-                                    {22, 2, &t.reserved2},
-                                    {24, 2, &t.samplIntvl},
-                                    {26, 2, &t.inBandCount},
-                                    {28, 8, &t.trackStatus},
-                                    {36, 2, &t.holdOffRemaining},
-                                    {38, 2, &t.stepSeconds},
-                                    {40, 4, &t.rangeScale},
-                                    {44, 1, &t.inBandThreshold}});
-    std::array<uint8_t, 64> out{};
-    ASSERT_EQ(t.getConfiguration(out.data(), 64, 0), 48u);
-    EXPECT_EQ(std::memcmp(out.data(), config.data(), 48), 0);
-    ASSERT_EQ(t.getState(out.data(), 64, 0), 45u);
-    EXPECT_EQ(std::memcmp(out.data(), state.data(), 45), 0);
-}
-
-TEST(TrackerSections, ShortForeignOrOverflowingSectionsAreRefused) {
-    auto config = patternSection(48, 1);
-    auto state = patternSection(45, 1);
-    GasHumidityBaselineTracker t;
-    EXPECT_EQ(t.configure(config.data(), 47), RC_E_SECTION_SHORT);
-    EXPECT_EQ(t.setState(state.data(), 44), RC_E_SECTION_SHORT);
-    EXPECT_EQ(t.setState(state.data(), 3), RC_E_SECTION_SHORT);
-    state[2] = 2;
-    EXPECT_EQ(t.setState(state.data(), 45), RC_E_SECTION_UNKNOWN);
-    EXPECT_EQ(t.riseTime, 1800.0f);
-    EXPECT_EQ(t.robustMax[0], 0.0f);
-    EXPECT_EQ(t.samplIntvl, 65535);
-    EXPECT_EQ(t.getState(state.data(), 30, 0), 31u);  // the overflow marker
-    EXPECT_EQ(t.getConfiguration(config.data(), 30, 0), 31u);
+    test::expectRefusals(t, 1, 48, 45);
+    test::expectPatternRoundTrip(
+        t, 1, 48, 45,
+        {{4, 8, &t.decayTimeConstant}, {12, 4, &t.riseTime}, {16, 16, &t.humiditySlope},
+         {32, 4, &t.holdOffTarget}, {36, 1, &t.temperatureMin}, {37, 1, &t.temperatureMax},
+         {38, 1, &t.humidityMin}, {39, 1, &t.humidityMax}, {40, 8, &t.holdOffExponent}},
+        {{4, 8, &t.robustMax}, {12, 8, &t.robustMin}, {20, 2, &t.reserved1}, {22, 2, &t.reserved2},
+         {24, 2, &t.samplIntvl}, {26, 2, &t.inBandCount}, {28, 8, &t.trackStatus},
+         {36, 2, &t.holdOffRemaining}, {38, 2, &t.stepSeconds}, {40, 4, &t.rangeScale},
+         {44, 1, &t.inBandThreshold}});
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "modules/gas_humidity_pre_processor.h"
+#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -51,38 +52,23 @@ TEST(PreProcessor, SeedsWithFlooredLogResistanceThenSmoothsEachElement) {
     EXPECT_EQ(pre.gasFilter.state, out);
 }
 
-TEST(PreProcessorSections, DefaultBytesRoundTripAndRefusals) {
-    GasHumidityPreProcessor source;
-    std::array<uint8_t, 16> config{};
-    ASSERT_EQ(source.getConfiguration(config.data(), 16, 0), 16u);
-    config[3] = 0;  // reserved
-    EXPECT_EQ(config, (std::array<uint8_t, 16>{0x10, 0x00, 0x03, 0x00, 0x0A, 0xD7, 0xA3, 0x3C, 0x0A,
-                                               0xD7, 0x23, 0x3B, 0x0A, 0xD7, 0x23, 0x3B}));
-
-    source.bandwidth = {0.1f, 0.2f, 0.3f};
-    source.gasFilter.state = {4.0f, 22.0f, 55.0f};
-    std::array<uint8_t, 16> state{};
-    source.getConfiguration(config.data(), 16, 0);
-    ASSERT_EQ(source.getState(state.data(), 16, 0), 16u);
-    std::array<uint8_t, 16> foreign = state;
-    foreign[2] = 5;
-    GasHumidityPreProcessor copy;
-    EXPECT_EQ(copy.setState(state.data(), 15), RC_E_SECTION_SHORT);
-    EXPECT_EQ(copy.configure(config.data(), 3), RC_E_SECTION_SHORT);
-    EXPECT_EQ(copy.configure(foreign.data(), 16), RC_E_SECTION_UNKNOWN);
-    EXPECT_EQ(copy.gasFilter.state, (Vec3{0.0f, 0.0f, 0.0f}));
-    EXPECT_EQ(copy.bandwidth, GasHumidityPreProcessor::kDefaultBandwidth);
-
-    ASSERT_EQ(copy.configure(config.data(), 16), RC_OK);
-    ASSERT_EQ(copy.setState(state.data(), 16), RC_OK);
-    EXPECT_EQ(copy.bandwidth, source.bandwidth);
-    EXPECT_EQ(copy.gasFilter.coeff, (Vec3{0.5f, 0.5f, 0.5f}));  // until the next interval
-    EXPECT_EQ(step(copy, 100000.0f, 30.0f, 45.0f), (Vec3{4.5f, 26.0f, 50.0f}));
-
-    state.fill(0);  // a first element of 0.0 means "not seeded"
-    state[2] = 3;
-    ASSERT_EQ(copy.setState(state.data(), 16), RC_OK);
-    EXPECT_EQ(step(copy, 100000.0f, 30.0f, 45.0f), (Vec3{5.0f, 30.0f, 45.0f}));
+TEST(PreProcessorSections, DefaultsLayoutRefusalsAndRestoredSeed) {
+    GasHumidityPreProcessor pre;
+    test::Section config{};
+    ASSERT_EQ(pre.getConfiguration(config.data(), 16, 0), 16u);
+    EXPECT_EQ(std::memcmp(config.data() + 4, std::array<uint8_t, 12>{0x0A, 0xD7, 0xA3, 0x3C, 0x0A, 0xD7,
+                                                                     0x23, 0x3B, 0x0A, 0xD7, 0x23, 0x3B}
+                                                 .data(), 12), 0);
+    test::expectRefusals(pre, 3, 16, 16);
+    test::expectPatternRoundTrip(pre, 3, 16, 16, {{4, 12, &pre.bandwidth}},
+                                 {{4, 12, &pre.gasFilter.state}});
+    pre.gasFilter.coeff = {0.5f, 0.5f, 0.5f};
+    pre.gasFilter.state = {4.0f, 22.0f, 55.0f};
+    EXPECT_EQ(step(pre, 100000.0f, 30.0f, 45.0f), (Vec3{4.5f, 26.0f, 50.0f}));
+    test::Section state{};
+    state[2] = 3;  // a first element of 0.0 means "not seeded"
+    ASSERT_EQ(pre.setState(state.data(), 16), RC_OK);
+    EXPECT_EQ(step(pre, 100000.0f, 30.0f, 45.0f), (Vec3{5.0f, 30.0f, 45.0f}));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "modules/humidity_temperature_corrector.h"
+#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -40,38 +41,21 @@ TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
     EXPECT_EQ(corrector.doStep(22.12671f, 0.0f, 80.0f), 100.0f);  // below the dew point
 }
 
-TEST(HumidityCorrectorSections, LayoutRoundTripRefusalsAndReseed) {
-    HumidityTemperatureCorrector source(10);
-    source.humidityPoly = {0.25f, -2.0f};
-    source.temperatureFilter.state[0] = 23.0f;
-    std::array<uint8_t, 12> config{};
-    std::array<uint8_t, 8> state{};
-    ASSERT_EQ(source.getConfiguration(config.data(), 12, 0), 12u);
-    ASSERT_EQ(source.getState(state.data(), 8, 0), 8u);
-    config[3] = state[3] = 0;  // reserved
-    EXPECT_EQ(config, (std::array<uint8_t, 12>{12, 0, 10, 0, 0, 0, 0x80, 0x3E, 0, 0, 0, 0xC0}));
-    EXPECT_EQ(state, (std::array<uint8_t, 8>{8, 0, 10, 0, 0, 0, 0xB8, 0x41}));
-
-    HumidityTemperatureCorrector copy(10);
-    std::array<uint8_t, 12> foreign = config;
-    foreign[2] = 9;
-    EXPECT_EQ(copy.configure(config.data(), 11), RC_E_SECTION_SHORT);
-    EXPECT_EQ(copy.setState(state.data(), 7), RC_E_SECTION_SHORT);
-    EXPECT_EQ(copy.configure(foreign.data(), 12), RC_E_SECTION_UNKNOWN);
-    EXPECT_EQ(copy.humidityPoly, (std::array<float, 2>{0.0f, 0.0f}));
-
-    copy.temperatureFilter.state[0] = 5.0f;
-    ASSERT_EQ(copy.configure(config.data(), 12), RC_OK);
-    EXPECT_EQ(copy.temperatureFilter.state[0], 5.0f);  // configuring keeps the filter
-    EXPECT_EQ(copy.humidityPoly, source.humidityPoly);
-    ASSERT_EQ(copy.setState(state.data(), 8), RC_OK);
-    EXPECT_EQ(copy.temperatureFilter.state[0], 23.0f);
-
-    state.fill(0);  // 0.0 means "not seeded": the next step starts from the raw temperature
-    state[2] = 10;
-    ASSERT_EQ(copy.setState(state.data(), 8), RC_OK);
-    copy.doStep(31.0f, 31.0f, 50.0f);
-    EXPECT_EQ(copy.temperatureFilter.state[0], 31.0f);
+TEST(HumidityCorrectorSections, LayoutRefusalsAndReseed) {
+    HumidityTemperatureCorrector corrector(10);
+    test::expectRefusals(corrector, 10, 12, 8);
+    test::expectPatternRoundTrip(corrector, 10, 12, 8, {{4, 8, &corrector.humidityPoly}},
+                                 {{4, 4, &corrector.temperatureFilter.state[0]}});
+    test::Section config = test::patternSection(12, 10);
+    corrector.temperatureFilter.state[0] = 5.0f;
+    ASSERT_EQ(corrector.configure(config.data(), 12), RC_OK);
+    EXPECT_EQ(corrector.temperatureFilter.state[0], 5.0f);  // configuring keeps the filter
+    test::Section state{};
+    state[2] = 10;  // 0.0 means "not seeded": the next step starts from the raw temperature
+    ASSERT_EQ(corrector.setState(state.data(), 8), RC_OK);
+    corrector.humidityPoly = {0.0f, 0.0f};
+    corrector.doStep(31.0f, 31.0f, 50.0f);
+    EXPECT_EQ(corrector.temperatureFilter.state[0], 31.0f);
 }
 
 }  // namespace

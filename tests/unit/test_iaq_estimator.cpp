@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "modules/iaq_estimator.h"
+#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -154,62 +155,18 @@ TEST(IaqZeroWidthBand, GivesStepsNotNaN) {
     EXPECT_EQ(run(e, 4.9f, flat)[4].value, 100.0f);
 }
 
-// A section of `length` bytes for owner `id` whose field bytes count 4, 5, 6, ...
-std::array<uint8_t, 32> patternSection(uint8_t length, uint8_t id) {
-    std::array<uint8_t, 32> section{};
-    section[0] = length;
-    section[2] = id;
-    for (uint8_t i = 4; i < length; ++i) section[i] = i;
-    return section;
-}
-
-TEST(IaqSections, FieldsReadFromAndWriteToTheirOffsets) {
-    const auto config = patternSection(28, 2);
-    const auto state = patternSection(12, 2);
+TEST(IaqSections, FieldOffsetsRoundTripAndRefusals) {
     IaqEstimator e;
     e.updateInterfaceDependency(300);
     const float slope = e.fixedSlope;
-    ASSERT_EQ(e.configure(config.data(), 28), RC_OK);
-    ASSERT_EQ(e.setState(state.data(), 12), RC_OK);
+    test::expectRefusals(e, 2, 28, 12);
+    test::expectPatternRoundTrip(
+        e, 2, 28, 12,
+        {{4, 1, &e.indexLowerLimit}, {5, 2, &e.indexUpperLimit}, {7, 2, &e.indexScale},
+         {9, 1, &e.indexOffset}, {10, 4, &e.linearSlopeLow}, {14, 4, &e.linearSlopeHigh},
+         {18, 2, &e.linearBase}, {20, 4, &e.expValueHigh}, {24, 4, &e.expValueLow}},
+        {{4, 4, &e.heldIndex}, {8, 4, &e.heldFixedScaleIndex}});
     EXPECT_EQ(e.fixedSlope, slope);  // derived values wait for the next interval update
-    struct Placement {
-        std::size_t offset, size;
-        const void* field;
-    };
-    for (const Placement& p : {Placement{4, 1, &e.indexLowerLimit},
-                               {5, 2, &e.indexUpperLimit},
-                               {7, 2, &e.indexScale},
-                               {9, 1, &e.indexOffset},
-                               {10, 4, &e.linearSlopeLow},
-                               {14, 4, &e.linearSlopeHigh},
-                               {18, 2, &e.linearBase},
-                               {20, 4, &e.expValueHigh},
-                               {24, 4, &e.expValueLow}}) {
-        EXPECT_EQ(std::memcmp(config.data() + p.offset, p.field, p.size), 0) << p.offset;
-    }
-    EXPECT_EQ(std::memcmp(state.data() + 4, &e.heldIndex, 4), 0);
-    EXPECT_EQ(std::memcmp(state.data() + 8, &e.heldFixedScaleIndex, 4), 0);
-
-    std::array<uint8_t, 32> out{};
-    ASSERT_EQ(e.getConfiguration(out.data(), 32, 0), 28u);
-    EXPECT_EQ(std::memcmp(out.data(), config.data(), 28), 0);
-    ASSERT_EQ(e.getState(out.data(), 32, 0), 12u);
-    EXPECT_EQ(std::memcmp(out.data(), state.data(), 12), 0);
-}
-
-TEST(IaqSections, ShortForeignOrOverflowingSectionsAreRefused) {
-    auto config = patternSection(28, 2);
-    auto state = patternSection(12, 2);
-    IaqEstimator e;
-    EXPECT_EQ(e.configure(config.data(), 27), RC_E_SECTION_SHORT);
-    EXPECT_EQ(e.setState(state.data(), 11), RC_E_SECTION_SHORT);
-    EXPECT_EQ(e.setState(state.data(), 0), RC_E_SECTION_SHORT);
-    config[2] = 1;
-    EXPECT_EQ(e.configure(config.data(), 28), RC_E_SECTION_UNKNOWN);
-    EXPECT_EQ(e.indexScale, 225);
-    EXPECT_EQ(e.heldIndex, 25.0f);
-    EXPECT_EQ(e.getConfiguration(config.data(), 20, 0), 21u);  // the overflow marker
-    EXPECT_EQ(e.getState(state.data(), 10, 0), 11u);
 }
 
 }  // namespace

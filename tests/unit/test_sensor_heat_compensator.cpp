@@ -8,6 +8,7 @@
 
 #include "core/identifiers.h"
 #include "modules/sensor_heat_compensator.h"
+#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -60,37 +61,23 @@ TEST(HeatCompensator, GasReferenceMovesAfterTheTermAndSurvivesExtremeStamps) {
     }
 }
 
-TEST(HeatCompensatorSections, LayoutRoundTripAndRefusals) {
-    SensorHeatCompensator source;
-    source.prevGasTimestamp = -0x0102030405060708;
-    std::array<uint8_t, 88> config{};
-    std::array<uint8_t, 12> state{};
-    ASSERT_EQ(source.getConfiguration(config.data(), 88, 0), 88u);
-    ASSERT_EQ(source.getState(state.data(), 12, 0), 12u);
+TEST(HeatCompensatorSections, DefaultsLayoutAndRefusals) {
+    SensorHeatCompensator comp;
+    test::Section config{};
+    ASSERT_EQ(comp.getConfiguration(config.data(), 88, 0), 88u);
     // Blocks A, C, B, D, then the fixed term: each block's first and A's last value.
-    const std::array<std::size_t, 6> offsets = {4, 20, 24, 44, 64, 84};
-    const std::array<float, 6> values = {0.0737f, 1.6836f, 5.0f, -3.1914f, 4.1036f, 3.0f};
-    for (std::size_t i = 0; i < offsets.size(); ++i) {
-        float value = 0.0f;
-        std::memcpy(&value, &config[offsets[i]], sizeof value);
-        EXPECT_EQ(value, values[i]) << offsets[i];
+    const std::pair<std::size_t, float> defaults[] = {{4, 0.0737f},   {20, 1.6836f}, {24, 5.0f},
+                                                      {44, -3.1914f}, {64, 4.1036f}, {84, 3.0f}};
+    for (const auto& [offset, value] : defaults) {
+        float stored = 0.0f;
+        std::memcpy(&stored, &config[offset], sizeof stored);
+        EXPECT_EQ(stored, value) << offset;
     }
-
-    SensorHeatCompensator copy;
-    std::array<uint8_t, 12> foreign = state;
-    foreign[2] = 10;
-    EXPECT_EQ(copy.configure(config.data(), 87), RC_E_SECTION_SHORT);
-    EXPECT_EQ(copy.setState(state.data(), 11), RC_E_SECTION_SHORT);
-    EXPECT_EQ(copy.setState(foreign.data(), 12), RC_E_SECTION_UNKNOWN);
-    EXPECT_EQ(copy.prevGasTimestamp, kNoTimestamp);
-
-    copy.coeffD.fill(0.0f);
-    copy.fixedCompensation = 1.0f;
-    ASSERT_EQ(copy.configure(config.data(), 88), RC_OK);
-    ASSERT_EQ(copy.setState(state.data(), 12), RC_OK);
-    EXPECT_EQ(copy.coeffD, source.coeffD);
-    EXPECT_EQ(copy.fixedCompensation, 3.0f);
-    EXPECT_EQ(copy.prevGasTimestamp, source.prevGasTimestamp);
+    test::expectRefusals(comp, 9, 88, 12);
+    test::expectPatternRoundTrip(comp, 9, 88, 12,
+                                 {{4, 20, &comp.coeffA}, {24, 20, &comp.coeffC}, {44, 20, &comp.coeffB},
+                                  {64, 20, &comp.coeffD}, {84, 4, &comp.fixedCompensation}},
+                                 {{4, 8, &comp.prevGasTimestamp}});
 }
 
 }  // namespace
