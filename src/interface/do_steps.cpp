@@ -74,8 +74,8 @@ int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSampl
     // overlap its inputs, it is cleared first, before any input is read.
     if (overlaps(inputs, nInputs, outputs, capacity)) clearOutputs(outputs, capacity);
 
-    int32_t status =
-        inputs == nullptr && nInputs != 0 ? RC_E_INPUT_ID : validateInputs(v, inputs, nInputs);
+    int32_t status = inputs == nullptr && nInputs != 0 ? int32_t{RC_E_INPUT_ID}
+                                                       : validateInputs(v, inputs, nInputs);
     if (status < 0) {
         clearOutputs(outputs, capacity);
         if (nOutputs != nullptr) *nOutputs = 0;

@@ -132,7 +132,7 @@ int32_t updateSubscription(Vorn& v, const SensorRate* requested, uint8_t nReques
     if (nRequested > 0 && isTriggerForm(requested[0])) return answerTrigger(v);
 
     OutputIntervals newIntervals = v.requestedOutputIntvl;
-    int32_t status = nRequested == 0 ? RC_W_NOTHING_REQUESTED
+    int32_t status = nRequested == 0 ? int32_t{RC_W_NOTHING_REQUESTED}
                                      : checkRequests(v, requested, nRequested, newIntervals);
     if (status >= 0) {
         const int32_t compatibility = v.checkSamplIntvlCompatibilty(newIntervals);
