@@ -51,12 +51,7 @@ INSTANTIATE_TEST_SUITE_P(Subscriptions, HubPropagation, testing::Values(
     // Channels 1 and 2 wait for the slower of their upstream channels 3 and 5.
     PropagationCase{"StatusFlagsFasterThanIaq",
         {{OUT_IAQ_INDEX, 1800}, {OUT_ACCUMULATED_TIME_FLAG, 300}},
-        {1800, 1800, 1800, 300, kOff, kOff}, {kOff, 1800, 1800, 300, kOff, 1800, 1800, 300}, kOnes},
-    PropagationCase{"SharedChannelTakesTheShorterInterval",
-        {{OUT_PASSTHROUGH_GAS, 65535}, {OUT_COMPENSATED_TEMPERATURE, 1800},
-         {OUT_COMPENSATED_HUMIDITY, 6000}},
-        {kOff, kOff, kOff, kOff, 1800, 6000}, {kOff, 6000, 1800, kOff, 1800, kOff, kOff, 1800},
-        kOnes}),
+        {1800, 1800, 1800, 300, kOff, kOff}, {kOff, 1800, 1800, 300, kOff, 1800, 1800, 300}, kOnes}),
     [](const auto& p) { return std::string(p.param.name); });
 // clang-format on
 

