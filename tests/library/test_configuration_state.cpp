@@ -2,6 +2,7 @@
 // changes, or only the sections before the failing one), round trips, output reset.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "library_client.h"

@@ -3,6 +3,7 @@
 // events), hand it to vorn_do_steps.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <vector>

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdlib>
 
 #include "core/vorn.h"
 #include "library_client.h"
