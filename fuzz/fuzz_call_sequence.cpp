@@ -8,11 +8,10 @@
 //    order, the rest cleared up to the capacity, nothing touched beyond it;
 //  - rejected inputs, rejected subscriptions (except RC_E_REQUIRED_ROOM, which records
 //    the subscription by design), blobs refused by their frame, and output resets
-//    with an identifier outside 1..4 change nothing observable (both exports and the
-//    required-input list);
+//    with an identifier outside 1..4 change nothing observable;
 //  - while every imported blob was the library's own unmodified export of the same
 //    kind ("clean"), no output is NaN and each stays in its documented range.
-//    Restriction: OUT_COMPENSATED_TEMPERATURE may be +-infinity (never NaN). The
+//    Exception: OUT_COMPENSATED_TEMPERATURE may be +-infinity (never NaN). The
 //    self-heating term divides by a polynomial in the time since the previous gas
 //    sample that has real roots at the 1 s gas interval (about 0.71 s and -1.46 s),
 //    and a zero denominator yields the IEEE result by design. A huge
@@ -23,6 +22,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -37,12 +37,40 @@ constexpr uint8_t kCanary = 0xA5;
 constexpr size_t kCanaryRecords = 2;
 constexpr int64_t kSecond = 1'000'000'000;
 constexpr int64_t kYear = 365LL * 24 * 3600 * kSecond;
+constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+constexpr float kInf = std::numeric_limits<float>::infinity();
+
+// Documented range of each output while the library runs on its own configuration
+// and state.
+struct OutputRange {
+    uint8_t id;
+    float min, max;
+};
+constexpr OutputRange kOutputRanges[] = {
+    {OUT_IAQ_INDEX, 0.0f, 500.001f},           {OUT_IAQ_FIXED_SCALE, 0.0f, FLT_MAX},
+    {OUT_LINEAR_ESTIMATE, 400.0f, FLT_MAX},    {OUT_EXPONENTIAL_ESTIMATE, 0.1f, 1000.0f},
+    {OUT_GAS_SCALE_PERCENT, -FLT_MAX, 100.0f}, {OUT_ACCUMULATED_TIME_FLAG, 0.0f, 1.0f},
+    {OUT_CONTINUOUS_TIME_FLAG, 0.0f, 1.0f},    {OUT_COMPENSATED_HUMIDITY, 0.0f, 100.0f},
+};
 
 struct StoredBlob {
     std::vector<uint8_t> bytes;
-    bool configuration;
-    bool clean;
+    bool configuration, clean;
 };
+
+float floatFromBits(uint32_t bits) {
+    float v;
+    std::memcpy(&v, &bits, sizeof(v));
+    return v;
+}
+
+template <typename T>
+std::vector<T> canaryBuffer(size_t capacity) {
+    std::vector<T> v(capacity + kCanaryRecords);
+    std::memset(static_cast<void*>(v.data()), kCanary, v.size() * sizeof(T));
+    return v;
+}
 
 struct Session {
     FuzzedDataProvider& fdp;
@@ -50,136 +78,71 @@ struct Session {
     bool clean = true;
     std::vector<StoredBlob> blobs;
 
-    explicit Session(FuzzedDataProvider& provider) : fdp(provider) {}
+    template <typename T>
+    T pick(std::initializer_list<T> options) {
+        return options.begin()[fdp.ConsumeIntegralInRange<size_t>(0, options.size() - 1)];
+    }
 
+    // Mostly near the current time (a second either way, years either way, up to an
+    // hour back, up to a week on), else the ends of the range or anything at all.
     int64_t pickTime() {
+        struct Jump {
+            int64_t unit, lo, hi;
+        };
+        static constexpr Jump kJumps[] = {{1, -kSecond, kSecond},
+                                          {kYear, -100, 100},
+                                          {1, -3600 * kSecond, -1},
+                                          {kSecond, 0, 604800}};
         const int64_t now = driver.now;
-        switch (fdp.ConsumeIntegralInRange<int>(0, 13)) {
-            case 0:
-                return now;
-            case 1:
-                return advance(now, fdp.ConsumeIntegralInRange<int64_t>(-kSecond, kSecond));
-            case 2:
-                return std::numeric_limits<int64_t>::min();
-            case 3:
-                return std::numeric_limits<int64_t>::max();
-            case 4:
-                return 0;
-            case 5:
-                return -1;
-            case 6:
-                return 1;
-            case 7:
-                return advance(now, kYear * fdp.ConsumeIntegralInRange<int64_t>(1, 100));
-            case 8:
-                return advance(now, -kYear * fdp.ConsumeIntegralInRange<int64_t>(1, 100));
-            case 9:
-                return advance(now, -fdp.ConsumeIntegralInRange<int64_t>(1, 3600 * kSecond));
-            case 10:
-                return std::numeric_limits<int64_t>::max() -
-                       fdp.ConsumeIntegralInRange<int64_t>(0, 10 * kSecond);
-            case 11:
-                return std::numeric_limits<int64_t>::min() +
-                       fdp.ConsumeIntegralInRange<int64_t>(0, 10 * kSecond);
-            case 12:
-                return advance(now,
-                               fdp.ConsumeIntegralInRange<int64_t>(0, 7 * 24 * 3600) * kSecond);
-            default:
-                return fdp.ConsumeIntegral<int64_t>();
+        const size_t kind = fdp.ConsumeIntegralInRange<size_t>(0, 5);
+        if (kind < 4) {
+            const Jump& j = kJumps[kind];
+            return advance(now, j.unit * fdp.ConsumeIntegralInRange<int64_t>(j.lo, j.hi));
         }
+        if (kind == 5) return fdp.ConsumeIntegral<int64_t>();
+        const int64_t near = fdp.ConsumeIntegralInRange<int64_t>(0, 10 * kSecond);
+        return pick<int64_t>({now, kMin, kMax, 0, -1, 1, kMax - near, kMin + near});
     }
 
     float pickValue(uint8_t id) {
-        const Range r = isInputId(id) ? inputRange(id) : Range{0.0f, 1.0f};
-        switch (fdp.ConsumeIntegralInRange<int>(0, 13)) {
-            case 0:
-                return std::numeric_limits<float>::quiet_NaN();
-            case 1:
-                return std::numeric_limits<float>::infinity();
-            case 2:
-                return -std::numeric_limits<float>::infinity();
-            case 3:
-                return fdp.ConsumeBool() ? std::numeric_limits<float>::denorm_min()
-                                         : -std::numeric_limits<float>::denorm_min();
-            case 4:
-                return fdp.ConsumeBool() ? 0.0f : -0.0f;
-            case 5:
-                return r.min;
-            case 6:
-                return r.max;
-            case 7:
-                return std::nextafter(r.min, -std::numeric_limits<float>::infinity());
-            case 8:
-                return std::nextafter(r.max, std::numeric_limits<float>::infinity());
-            case 9:
-                return fdp.ConsumeBool() ? FLT_MAX : -FLT_MAX;
-            case 10: {
-                const uint32_t bits = fdp.ConsumeIntegral<uint32_t>();
-                float v;
-                std::memcpy(&v, &bits, sizeof(v));
-                return v;
-            }
-            case 11:
-                return r.min + (r.max - r.min) * fdp.ConsumeProbability<float>();
-            default:
-                return id <= IN_GAS_RESISTANCE && id >= IN_PRESSURE
-                           ? plausibleValue(id, fdp.ConsumeIntegral<uint8_t>(), driver.cycle)
-                           : static_cast<float>(fdp.ConsumeIntegralInRange<int>(0, 2));
+        const Range r = inMask(kInputMask, id) ? inputRange(id) : Range{0.0f, 1.0f};
+        const float tiny = std::numeric_limits<float>::denorm_min();
+        const int kind = fdp.ConsumeIntegralInRange<int>(0, 4);
+        if (kind == 0) {
+            return pick<float>({std::nanf(""), kInf, -kInf, tiny, -tiny, 0.0f, -0.0f, FLT_MAX,
+                                -FLT_MAX, r.min, r.max, std::nextafter(r.min, -kInf),
+                                std::nextafter(r.max, kInf)});
         }
+        if (kind == 1) return floatFromBits(fdp.ConsumeIntegral<uint32_t>());
+        if (kind == 2) return r.min + (r.max - r.min) * fdp.ConsumeProbability<float>();
+        return id >= IN_PRESSURE && id <= IN_GAS_RESISTANCE
+                   ? plausibleValue(id, fdp.ConsumeIntegral<uint8_t>(), driver.cycle)
+                   : static_cast<float>(fdp.ConsumeIntegralInRange<int>(0, 2));
     }
 
+    // Mostly the allowed intervals (in units of 10 ms), sometimes a few units off them.
     float pickRate() {
-        constexpr std::array<float, 6> kIntervals = {100.0f,  300.0f,   1800.0f,
-                                                     6000.0f, 30000.0f, 1500.0f};
-        switch (fdp.ConsumeIntegralInRange<int>(0, 11)) {
-            case 0:
-                return 0.0f;
-            case 1:
-                return VORN_RATE_DISABLED;
-            case 2:
-                return std::numeric_limits<float>::quiet_NaN();
-            case 3:
-                return fdp.ConsumeBool() ? std::numeric_limits<float>::infinity()
-                                         : -std::numeric_limits<float>::infinity();
-            case 4:
-                return fdp.ConsumeBool() ? 10.0f : 0.0016666667f;
-            case 5:
-                return -fdp.ConsumeProbability<float>();
-            case 6: {
-                const float base = kIntervals[fdp.ConsumeIntegralInRange<size_t>(0, 5)];
-                return 100.0f / (base + static_cast<float>(fdp.ConsumeIntegralInRange<int>(-4, 4)));
-            }
-            case 7: {
-                const uint32_t bits = fdp.ConsumeIntegral<uint32_t>();
-                float v;
-                std::memcpy(&v, &bits, sizeof(v));
-                return v;
-            }
-            default:
-                return 100.0f / kIntervals[fdp.ConsumeIntegralInRange<size_t>(0, 5)];
+        const float interval = pick<float>({100.0f, 300.0f, 1800.0f, 6000.0f, 30000.0f, 1500.0f});
+        const int kind = fdp.ConsumeIntegralInRange<int>(0, 5);
+        if (kind == 0) {
+            return pick<float>({0.0f, VORN_RATE_DISABLED, std::nanf(""), kInf, -kInf, 10.0f,
+                                0.0016666667f, -fdp.ConsumeProbability<float>()});
         }
-    }
-
-    uint8_t pickInputId() {
-        return fdp.ConsumeBool() ? kInputIds[fdp.ConsumeIntegralInRange<size_t>(0, 7)]
-                                 : fdp.ConsumeIntegral<uint8_t>();
+        if (kind == 1) return floatFromBits(fdp.ConsumeIntegral<uint32_t>());
+        if (kind == 2)
+            return 100.0f / (interval + static_cast<float>(fdp.ConsumeIntegralInRange<int>(-4, 4)));
+        return 100.0f / interval;
     }
 
     uint8_t pickCapacity() {
-        switch (fdp.ConsumeIntegralInRange<int>(0, 3)) {
-            case 0:
-                return fdp.ConsumeIntegral<uint8_t>();
-            case 1:
-                return static_cast<uint8_t>(fdp.ConsumeIntegralInRange<int>(0, 3));
-            default:
-                return 19;
-        }
+        const int kind = fdp.ConsumeIntegralInRange<int>(0, 3);
+        return kind == 0   ? fdp.ConsumeIntegral<uint8_t>()
+               : kind == 1 ? fdp.ConsumeIntegralInRange<uint8_t>(0, 3)
+                           : 19;
     }
 
-    // ---- The checks on output records ----
-
     VORN_FUZZ_NO_COVERAGE void checkOutputs(const std::vector<OutputSample>& out, uint8_t capacity,
-                                            uint8_t count, int32_t status) {
+                                            uint8_t count, int32_t status) const {
         FUZZ_CHECK(count <= capacity);
         if (status < 0) FUZZ_CHECK(count == 0);
         if (status >= 0 && capacity == 0) FUZZ_CHECK(status == RC_W_NO_OUTPUT_ROOM);
@@ -188,98 +151,42 @@ struct Session {
         uint8_t previousId = 0;
         for (size_t i = 0; i < count; ++i) {
             const OutputSample& o = out[i];
-            FUZZ_CHECK(o.dims == 1);
-            FUZZ_CHECK(isOutputId(o.id));
-            FUZZ_CHECK(o.id > previousId);
+            FUZZ_CHECK(o.dims == 1 && inMask(kOutputMask, o.id) && o.id > previousId);
+            FUZZ_CHECK(bytes[i * sizeof(OutputSample) + 15] == kCanary);  // padding untouched
             previousId = o.id;
-            FUZZ_CHECK(bytes[i * sizeof(OutputSample) + 15] == kCanary);
             const bool iaq = o.id <= OUT_EXPONENTIAL_ESTIMATE || o.id == OUT_GAS_SCALE_PERCENT;
-            if (!iaq) FUZZ_CHECK(o.accuracy == 0);
-            if (clean) checkCleanValue(o);
+            FUZZ_CHECK(iaq || o.accuracy == 0);
+            if (!clean) continue;
+            FUZZ_CHECK(o.accuracy <= 3 && !std::isnan(o.value));
+            if (o.id != OUT_COMPENSATED_TEMPERATURE) FUZZ_CHECK(std::isfinite(o.value));
+            if (o.id == OUT_ACCUMULATED_TIME_FLAG || o.id == OUT_CONTINUOUS_TIME_FLAG)
+                FUZZ_CHECK(o.value == 0.0f || o.value == 1.0f);
+            for (const OutputRange& r : kOutputRanges) {
+                if (r.id == o.id) FUZZ_CHECK(o.value >= r.min && o.value <= r.max);
+            }
         }
-        for (size_t i = count; i < capacity; ++i) {
-            const uint8_t* rec = bytes + i * sizeof(OutputSample);
-            for (size_t b = 0; b < 15; ++b) FUZZ_CHECK(rec[b] == 0);
-            FUZZ_CHECK(rec[15] == kCanary);
+        for (size_t b = count * sizeof(OutputSample); b < out.size() * sizeof(OutputSample); ++b) {
+            const bool cleared =
+                b < capacity * sizeof(OutputSample) && b % sizeof(OutputSample) != 15;
+            FUZZ_CHECK(bytes[b] == (cleared ? 0 : kCanary));
         }
-        for (size_t b = capacity * sizeof(OutputSample); b < out.size() * sizeof(OutputSample);
-             ++b) {
-            FUZZ_CHECK(bytes[b] == kCanary);
-        }
-    }
-
-    // Ranges every output keeps while the library runs on its own configuration
-    // and state (see the file comment for the compensated temperature).
-    VORN_FUZZ_NO_COVERAGE static void checkCleanValue(const OutputSample& o) {
-        const float v = o.value;
-        FUZZ_CHECK(!std::isnan(v));
-        if (o.id != OUT_COMPENSATED_TEMPERATURE) FUZZ_CHECK(std::isfinite(v));
-        switch (o.id) {
-            case OUT_IAQ_INDEX:
-                FUZZ_CHECK(v >= 0.0f && v <= 500.001f);
-                FUZZ_CHECK(o.accuracy <= 3);
-                break;
-            case OUT_IAQ_FIXED_SCALE:
-                FUZZ_CHECK(v >= 0.0f);
-                FUZZ_CHECK(o.accuracy <= 3);
-                break;
-            case OUT_LINEAR_ESTIMATE:
-                FUZZ_CHECK(v >= 400.0f);
-                FUZZ_CHECK(o.accuracy <= 3);
-                break;
-            case OUT_EXPONENTIAL_ESTIMATE:
-                FUZZ_CHECK(v >= 0.1f && v <= 1000.0f);
-                FUZZ_CHECK(o.accuracy <= 3);
-                break;
-            case OUT_GAS_SCALE_PERCENT:
-                FUZZ_CHECK(v <= 100.0f);
-                FUZZ_CHECK(o.accuracy <= 3);
-                break;
-            case OUT_ACCUMULATED_TIME_FLAG:
-            case OUT_CONTINUOUS_TIME_FLAG:
-                FUZZ_CHECK(v == 0.0f || v == 1.0f);
-                break;
-            case OUT_COMPENSATED_HUMIDITY:
-                FUZZ_CHECK(v >= 0.0f && v <= 100.0f);
-                break;
-            default:
-                break;
-        }
-    }
-
-    VORN_FUZZ_NO_COVERAGE std::vector<OutputSample> outputBuffer(uint8_t capacity) {
-        std::vector<OutputSample> out(capacity + kCanaryRecords);
-        std::memset(out.data(), kCanary, out.size() * sizeof(OutputSample));
-        return out;
-    }
-
-    // ---- Operations ----
-
-    void opInit() {
-        FUZZ_CHECK(vorn_init() == RC_OK);
-        clean = true;
     }
 
     void opResetOutput() {
         const uint8_t id = fdp.ConsumeIntegral<uint8_t>();
-        const bool acts = id >= 1 && id <= 4;
-        Snapshot before;
-        if (!acts) before = takeSnapshot();
-        FUZZ_CHECK(vorn_reset_output(id) == RC_OK);
-        if (!acts) FUZZ_CHECK(takeSnapshot() == before);
+        FUZZ_CHECK(unchangedIf(id < 1 || id > 4, [&] { return vorn_reset_output(id); }) == RC_OK);
     }
 
     void opSubscribe() {
-        const size_t n = fdp.ConsumeIntegralInRange<size_t>(0, 16);
-        std::vector<SensorRate> requests(n);
+        std::vector<SensorRate> requests(fdp.ConsumeIntegralInRange<size_t>(0, 16));
         for (auto& r : requests) {
             r.id = fdp.ConsumeBool() ? kOutputIds[fdp.ConsumeIntegralInRange<size_t>(0, 13)]
                                      : fdp.ConsumeIntegral<uint8_t>();
             r.rate_hz = pickRate();
         }
+        const size_t n = requests.size();
         const uint8_t capacity = pickCapacity();
-        std::vector<SensorRate> required(capacity + kCanaryRecords);
-        std::memset(required.data(), kCanary, required.size() * sizeof(SensorRate));
+        auto required = canaryBuffer<SensorRate>(capacity);
         const Snapshot before = takeSnapshot();
         uint8_t count = capacity;
         const SensorRate dummy{};
@@ -287,32 +194,24 @@ struct Session {
             n == 0 ? &dummy : requests.data(), static_cast<uint8_t>(n), required.data(), &count);
         FUZZ_CHECK(isSubscriptionStatus(status));
         FUZZ_CHECK(count == 0 || count == 8);
-        const bool trigger =
-            n > 0 && (requests[0].id == 1 || requests[0].id == 2) && requests[0].rate_hz == 0.0f;
-        if (trigger) {
-            FUZZ_CHECK(status == RC_OK || status == RC_W_TRIGGER_UNAVAILABLE ||
-                       status == RC_W_TRIGGER_TIMING || status == RC_W_TRIGGER_TOO_SOON);
+        if (n > 0 && requests[0].id <= 2 && requests[0].id >= 1 && requests[0].rate_hz == 0.0f) {
+            FUZZ_CHECK(oneOf(status, {RC_OK, RC_W_TRIGGER_UNAVAILABLE, RC_W_TRIGGER_TIMING,
+                                      RC_W_TRIGGER_TOO_SOON}));
             FUZZ_CHECK(count == 0);
         }
         if (n == 0) FUZZ_CHECK(status == RC_W_NOTHING_REQUESTED || status < 0);
         if (status == RC_E_REQUIRED_ROOM) FUZZ_CHECK(count == 0 && capacity < 8);
-        if (count == 8) checkRequired(required);
         const auto* bytes = reinterpret_cast<const uint8_t*>(required.data());
         for (size_t i = 0; i < required.size(); ++i) {
-            const bool written = i < count;
-            for (size_t b = written ? 5 : 0; b < sizeof(SensorRate); ++b) {
-                FUZZ_CHECK(bytes[i * sizeof(SensorRate) + b] == kCanary);
+            if (i < count) {
+                const float rate = required[i].rate_hz;
+                FUZZ_CHECK(required[i].id == kInputIds[i]);
+                FUZZ_CHECK(rate == VORN_RATE_DISABLED || (rate > 0.0f && std::isfinite(rate)));
             }
+            for (size_t b = i < count ? 5 : 0; b < sizeof(SensorRate); ++b)
+                FUZZ_CHECK(bytes[i * sizeof(SensorRate) + b] == kCanary);
         }
         if (status < 0 && status != RC_E_REQUIRED_ROOM) FUZZ_CHECK(takeSnapshot() == before);
-    }
-
-    VORN_FUZZ_NO_COVERAGE static void checkRequired(const std::vector<SensorRate>& required) {
-        for (size_t i = 0; i < 8; ++i) {
-            FUZZ_CHECK(required[i].id == kInputIds[i]);
-            const float rate = required[i].rate_hz;
-            FUZZ_CHECK(rate == VORN_RATE_DISABLED || (rate > 0.0f && std::isfinite(rate)));
-        }
     }
 
     void opSubscribeSensible() {
@@ -321,22 +220,16 @@ struct Session {
             std::array<uint8_t, 14> ids;
             uint8_t n;
         };
-        static constexpr std::array<Plan, 6> kPlans = {{
+        static constexpr Plan kPlans[] = {
             {0.33333f, {1, 14, 7, 15, 9, 6, 8, 2, 3, 4}, 10},
             {0.33333f, {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 14},
             {1.0f / 300.0f, {1, 2, 3, 4, 12, 13, 18, 21}, 8},
             {1.0f, {1, 2, 3, 4, 14, 15, 6, 9, 12, 13}, 10},
             {1.0f / 18.0f, {1, 12, 13, 14, 15}, 5},
             {VORN_RATE_DISABLED, {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 14},
-        }};
-        const Plan& plan = kPlans[fdp.ConsumeIntegralInRange<size_t>(0, kPlans.size() - 1)];
-        std::array<SensorRate, 14> requests{};
-        for (uint8_t i = 0; i < plan.n; ++i) requests[i] = SensorRate{plan.rate, plan.ids[i], {}};
-        std::array<SensorRate, 8> required{};
-        uint8_t count = 8;
-        const int32_t status =
-            vorn_update_subscription(requests.data(), plan.n, required.data(), &count);
-        FUZZ_CHECK(isSubscriptionStatus(status));
+        };
+        const Plan& p = kPlans[fdp.ConsumeIntegralInRange<size_t>(0, std::size(kPlans) - 1)];
+        FUZZ_CHECK(isSubscriptionStatus(subscribeAll(p.rate, p.ids.data(), p.n)));
     }
 
     void opSensorControl() {
@@ -349,31 +242,23 @@ struct Session {
         FUZZ_CHECK(settings.gas_enable <= 1 && settings.measure_now <= 1);
         FUZZ_CHECK(settings.gas_enable == ((settings.input_mask >> 3) & 1u));
         driver.now = t;
-        if (fdp.ConsumeBool()) measure(settings, t);
-    }
-
-    // Measure what the plan asks for, at the planned time, with plausible values.
-    void measure(const SensorSettings& settings, int64_t t) {
+        if (!fdp.ConsumeBool()) return;
+        // Measure what the plan asks for, at the planned time, with plausible values.
         std::array<InputSample, 4> inputs{};
-        uint8_t n = 0;
-        for (uint8_t id = IN_PRESSURE; id <= IN_GAS_RESISTANCE; ++id) {
-            if ((settings.input_mask >> (id - 1) & 1u) == 0) continue;
-            inputs[n] = InputSample{
-                t, plausibleValue(id, fdp.ConsumeIntegral<uint8_t>(), driver.cycle), 0, id, {}};
-            ++n;
-        }
+        const uint8_t n = driver.measure(settings, t, fdp.ConsumeIntegral<uint8_t>(), inputs);
         const uint8_t capacity = pickCapacity();
-        auto out = outputBuffer(capacity);
+        auto out = canaryBuffer<OutputSample>(capacity);
         uint8_t count = capacity;
-        const int32_t status = vorn_do_steps(inputs.data(), n, out.data(), &count);
-        FUZZ_CHECK(status >= 0);
-        checkOutputs(out, capacity, count, status);
+        const int32_t steps = vorn_do_steps(inputs.data(), n, out.data(), &count);
+        FUZZ_CHECK(steps >= 0);
+        checkOutputs(out, capacity, count, steps);
         if (settings.next_call_ns > t) driver.now = settings.next_call_ns;
     }
 
+    // The first refusal the checks must find in these inputs, in the library's order.
     VORN_FUZZ_NO_COVERAGE static int32_t predictRejection(const std::vector<InputSample>& inputs) {
         for (size_t i = 0; i < inputs.size(); ++i) {
-            if (!isInputId(inputs[i].id)) return RC_E_INPUT_ID;
+            if (!inMask(kInputMask, inputs[i].id)) return RC_E_INPUT_ID;
             for (size_t j = 0; j < i; ++j) {
                 if (inputs[j].id == inputs[i].id) return RC_E_INPUT_DUPLICATE;
             }
@@ -383,38 +268,37 @@ struct Session {
     }
 
     void opDoSteps() {
-        const size_t n = fdp.ConsumeIntegralInRange<size_t>(0, 10);
-        std::vector<InputSample> inputs(n);
+        std::vector<InputSample> inputs(fdp.ConsumeIntegralInRange<size_t>(0, 10));
         const bool sameTime = fdp.ConsumeBool();
         const int64_t t = pickTime();
         for (auto& in : inputs) {
             std::memset(&in, kCanary, sizeof(in));
-            in.id = pickInputId();
+            in.id = fdp.ConsumeBool() ? kInputIds[fdp.ConsumeIntegralInRange<size_t>(0, 7)]
+                                      : fdp.ConsumeIntegral<uint8_t>();
             in.value = pickValue(in.id);
             in.timestamp_ns = sameTime ? t : pickTime();
         }
         const uint8_t capacity = pickCapacity();
-        auto out = outputBuffer(capacity);
+        auto out = canaryBuffer<OutputSample>(capacity);
         const int32_t predicted = predictRejection(inputs);
-        Snapshot before;
-        if (predicted != RC_OK) before = takeSnapshot();
         uint8_t count = capacity;
         const InputSample dummy{};
-        const int32_t status = vorn_do_steps(n == 0 ? &dummy : inputs.data(),
-                                             static_cast<uint8_t>(n), out.data(), &count);
-        FUZZ_CHECK(isPublicStatus(status));
-        FUZZ_CHECK(status == RC_OK || status == predicted || status == RC_W_INPUT_REPEATED ||
-                   status == RC_W_NO_OUTPUT_ROOM || status == RC_W_OUTPUT_OVERFLOW);
+        const int32_t status = unchangedIf(predicted != RC_OK, [&] {
+            return vorn_do_steps(inputs.empty() ? &dummy : inputs.data(),
+                                 static_cast<uint8_t>(inputs.size()), out.data(), &count);
+        });
+        FUZZ_CHECK(
+            status == predicted ||
+            oneOf(status, {RC_OK, RC_W_INPUT_REPEATED, RC_W_NO_OUTPUT_ROOM, RC_W_OUTPUT_OVERFLOW}));
         FUZZ_CHECK((predicted == RC_OK) == (status >= 0));
         checkOutputs(out, capacity, count, status);
-        if (predicted != RC_OK) FUZZ_CHECK(takeSnapshot() == before);
     }
 
     void opCooperate() {
         const int cycles = fdp.ConsumeIntegralInRange<int>(1, 200);
         const uint8_t shape = fdp.ConsumeIntegral<uint8_t>();
         for (int i = 0; i < cycles; ++i) {
-            auto out = outputBuffer(19);
+            auto out = canaryBuffer<OutputSample>(19);
             uint8_t count = 19;
             const int32_t status = driver.runCycle(shape, out.data(), count);
             checkOutputs(out, 19, count, status);
@@ -428,59 +312,43 @@ struct Session {
             fdp.ConsumeBool() ? 600 : fdp.ConsumeIntegralInRange<uint32_t>(0, 600);
         const uint32_t workSize =
             fdp.ConsumeBool() ? 300 : fdp.ConsumeIntegralInRange<uint32_t>(0, 300);
-        std::vector<uint8_t> blob(capacity, 0);
-        std::vector<uint8_t> work(workSize, 0);
+        std::vector<uint8_t> blob(capacity, 0), work(workSize, 0);
         uint32_t size = 0xDEADBEEF;
-        const int32_t status =
-            configuration
-                ? vorn_get_configuration(setId, bytesOf(blob), capacity, bytesOf(work), workSize,
-                                         &size)
-                : vorn_get_state(setId, bytesOf(blob), capacity, bytesOf(work), workSize, &size);
+        const auto get = configuration ? vorn_get_configuration : vorn_get_state;
+        const int32_t status = get(setId, bytesOf(blob), capacity, bytesOf(work), workSize, &size);
         FUZZ_CHECK(isExportStatus(status));
         if (setId != 0) FUZZ_CHECK(status == RC_E_SERIALIZE_REQUEST);
         if (status != RC_OK) {
             FUZZ_CHECK(size == 0);
             return;
         }
-        FUZZ_CHECK(size <= capacity);
-        FUZZ_CHECK(expectedFrameStatus(blob.data(), size, size) == RC_OK);
+        FUZZ_CHECK(size <= capacity && expectedFrameStatus(blob.data(), size, size) == RC_OK);
         blob.resize(size);
         if (blobs.size() >= 4) blobs.erase(blobs.begin());
         blobs.push_back(StoredBlob{blob, configuration, clean});
     }
 
+    // A blob to import: random bytes, a stored export as it is, or one mutated (bytes
+    // flipped, cut or extended, then maybe the frame repaired).
     std::vector<uint8_t> pickBlob(bool configuration, bool& genuine) {
         genuine = false;
         const int source = fdp.ConsumeIntegralInRange<int>(0, 3);
-        if (source == 0 || blobs.empty()) {
+        if (source == 0 || blobs.empty())
             return fdp.ConsumeBytes<uint8_t>(fdp.ConsumeIntegralInRange<size_t>(0, 600));
-        }
         const StoredBlob& stored = blobs[fdp.ConsumeIntegralInRange<size_t>(0, blobs.size() - 1)];
         std::vector<uint8_t> blob = stored.bytes;
         if (source == 1) {
             genuine = stored.clean && stored.configuration == configuration;
             return blob;
         }
-        // Mutate: flip bytes, cut or extend, then maybe repair the frame.
-        const int flips = fdp.ConsumeIntegralInRange<int>(0, 4);
-        for (int i = 0; i < flips && !blob.empty(); ++i) {
+        for (int i = fdp.ConsumeIntegralInRange<int>(0, 4); i > 0 && !blob.empty(); --i)
             blob[fdp.ConsumeIntegralInRange<size_t>(0, blob.size() - 1)] ^=
                 fdp.ConsumeIntegral<uint8_t>();
-        }
-        if (fdp.ConsumeBool()) {
+        if (fdp.ConsumeBool())
             blob.resize(fdp.ConsumeIntegralInRange<size_t>(0, blob.size() + 64),
                         fdp.ConsumeIntegral<uint8_t>());
-        }
-        switch (fdp.ConsumeIntegralInRange<int>(0, 2)) {
-            case 1:
-                refreshCrc(blob);
-                break;
-            case 2:
-                refreshFrame(blob);
-                break;
-            default:
-                break;
-        }
+        const int repair = fdp.ConsumeIntegralInRange<int>(0, 2);
+        if (repair != 0) refreshFrame(blob, repair == 2);
         return blob;
     }
 
@@ -489,67 +357,39 @@ struct Session {
         bool genuine = false;
         std::vector<uint8_t> blob = pickBlob(configuration, genuine);
         const uint32_t size = static_cast<uint32_t>(blob.size());
-        uint32_t workSize = size;
-        if (fdp.ConsumeBool()) workSize = fdp.ConsumeIntegralInRange<uint32_t>(0, 700);
+        const uint32_t workSize =
+            fdp.ConsumeBool() ? fdp.ConsumeIntegralInRange<uint32_t>(0, 700) : size;
         std::vector<uint8_t> work(workSize, fdp.ConsumeIntegral<uint8_t>());
         const int32_t frame = expectedFrameStatus(blob.data(), size, workSize);
-        Snapshot before;
-        if (frame != RC_OK) before = takeSnapshot();
-        const int32_t status =
-            configuration ? vorn_set_configuration(bytesOf(blob), size, bytesOf(work), workSize)
-                          : vorn_set_state(bytesOf(blob), size, bytesOf(work), workSize);
+        const auto set = configuration ? vorn_set_configuration : vorn_set_state;
+        const int32_t status = unchangedIf(
+            frame != RC_OK, [&] { return set(bytesOf(blob), size, bytesOf(work), workSize); });
         FUZZ_CHECK(isImportStatus(status));
-        if (frame != RC_OK) {
-            FUZZ_CHECK(status == frame);
-            FUZZ_CHECK(takeSnapshot() == before);
-            return;
-        }
-        if (genuine) FUZZ_CHECK(status == RC_OK);
-        clean = clean && genuine;
+        FUZZ_CHECK(frame == RC_OK ? !genuine || status == RC_OK : status == frame);
+        clean = clean && (genuine || frame != RC_OK);
+    }
+
+    void opInit() {
+        FUZZ_CHECK(vorn_init() == RC_OK);
+        clean = true;
+    }
+
+    void opVersion() {
+        VersionInfo v{};
+        FUZZ_CHECK(vorn_get_version(&v) == RC_OK);
+        FUZZ_CHECK(v.major == 1 && v.minor == 4 && v.patch == 7 && v.build == 4);
     }
 
     void run() {
-        while (fdp.remaining_bytes() > 0) {
-            switch (fdp.ConsumeIntegralInRange<int>(0, 11)) {
-                case 0:
-                    opInit();
-                    break;
-                case 1:
-                    opResetOutput();
-                    break;
-                case 2:
-                    opSubscribe();
-                    break;
-                case 3:
-                    opSubscribeSensible();
-                    break;
-                case 4:
-                case 5:
-                    opSensorControl();
-                    break;
-                case 6:
-                    opDoSteps();
-                    break;
-                case 7:
-                    opCooperate();
-                    break;
-                case 8:
-                    opExport();
-                    break;
-                case 9:
-                    opImport();
-                    break;
-                case 10: {
-                    VersionInfo v{};
-                    FUZZ_CHECK(vorn_get_version(&v) == RC_OK);
-                    FUZZ_CHECK(v.major == 1 && v.minor == 4 && v.patch == 7 && v.build == 4);
-                    break;
-                }
-                default:
-                    opDoSteps();
-                    break;
-            }
-        }
+        using Op = void (Session::*)();
+        static constexpr Op kOps[] = {&Session::opInit,          &Session::opResetOutput,
+                                      &Session::opSubscribe,     &Session::opSubscribeSensible,
+                                      &Session::opSensorControl, &Session::opSensorControl,
+                                      &Session::opCooperate,     &Session::opExport,
+                                      &Session::opImport,        &Session::opVersion,
+                                      &Session::opDoSteps,       &Session::opDoSteps};
+        while (fdp.remaining_bytes() > 0)
+            (this->*kOps[fdp.ConsumeIntegralInRange<size_t>(0, std::size(kOps) - 1)])();
     }
 };
 
@@ -558,7 +398,6 @@ struct Session {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider fdp(data, size);
     vorn_init();
-    Session session(fdp);
-    session.run();
+    Session{fdp}.run();
     return 0;
 }

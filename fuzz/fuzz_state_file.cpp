@@ -32,8 +32,7 @@ std::vector<uint8_t> readFile() {
 
 void writeFile(const uint8_t* data, size_t size) {
     FILE* f = std::fopen(kFileName, "wb");
-    if (f == nullptr) std::abort();
-    if (size > 0 && std::fwrite(data, 1, size, f) != size) std::abort();
+    if (f == nullptr || (size > 0 && std::fwrite(data, 1, size, f) != size)) std::abort();
     std::fclose(f);
 }
 
@@ -42,12 +41,11 @@ void checkWrittenFile(const std::vector<uint8_t>& file) {
     size_t digits = 0;
     while (digits < file.size() && file[digits] >= '0' && file[digits] <= '9') ++digits;
     FUZZ_CHECK(digits > 0 && digits < 10 && digits < file.size() && file[digits] == '\n');
-    const std::string line(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(digits));
-    const unsigned long n = std::strtoul(line.c_str(), nullptr, 10);
+    const auto n = static_cast<uint32_t>(std::strtoul(
+        std::string(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(digits)).c_str(),
+        nullptr, 10));
     FUZZ_CHECK(file.size() == digits + 1 + n);
-    const uint8_t* blob = file.data() + digits + 1;
-    FUZZ_CHECK(vorn_fuzz::expectedFrameStatus(blob, static_cast<uint32_t>(n),
-                                              static_cast<uint32_t>(n)) == RC_OK);
+    FUZZ_CHECK(vorn_fuzz::expectedFrameStatus(file.data() + digits + 1, n, n) == RC_OK);
 }
 
 }  // namespace
@@ -68,8 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     writeFile(data, size);
 
     std::vector<uint8_t> buffer(kLoadCapacity, 0);  // exact size: overruns are caught
-    const int32_t loaded = state_load(buffer.data(), kLoadCapacity);
-    FUZZ_CHECK(loaded <= static_cast<int32_t>(kLoadCapacity));
+    FUZZ_CHECK(state_load(buffer.data(), kLoadCapacity) <= static_cast<int32_t>(kLoadCapacity));
 
     std::array<float, kHostValues + 2> hostOut;
     hostOut.fill(kCanary);

@@ -45,22 +45,11 @@ Bytes stateFile(const Bytes& blob) {
     return file;
 }
 
-Bytes emptyBlob() {
-    Bytes blob(kFrameSize, 0);
-    refreshFrame(blob);
-    return blob;
-}
-
 void simulate(float rate, int cycles) {
     vorn_init();
-    std::array<SensorRate, 5> requests{};
     const uint8_t ids[] = {OUT_IAQ_INDEX, OUT_IAQ_FIXED_SCALE, OUT_GAS_SCALE_PERCENT,
                            OUT_COMPENSATED_TEMPERATURE, OUT_COMPENSATED_HUMIDITY};
-    for (size_t i = 0; i < requests.size(); ++i) requests[i] = SensorRate{rate, ids[i], {}};
-    std::array<SensorRate, 8> required{};
-    uint8_t n = 8;
-    vorn_update_subscription(requests.data(), static_cast<uint8_t>(requests.size()),
-                             required.data(), &n);
+    subscribeAll(rate, ids, 5);
     Driver driver;
     std::array<OutputSample, 14> outputs{};
     for (int i = 0; i < cycles; ++i) {
@@ -174,34 +163,38 @@ int main(int argc, char** argv) {
     simulate(1.0f / 300.0f, 288);  // one day at 300 s
     const Bytes learntStateSlow = exportBlob(false);
 
-    writeSeed(root, "fuzz_configuration_blob", "default", blobSeed(defaultConfiguration, 0));
-    writeSeed(root, "fuzz_configuration_blob", "default_repair", blobSeed(defaultConfiguration, 2));
-    writeSeed(root, "fuzz_configuration_blob", "empty", blobSeed(emptyBlob(), 0));
-    writeSeed(root, "fuzz_configuration_blob", "state_as_configuration", blobSeed(learntState, 0));
-
-    writeSeed(root, "fuzz_state_blob", "default", blobSeed(defaultState, 0));
-    writeSeed(root, "fuzz_state_blob", "learnt_3s", blobSeed(learntState, 0));
-    writeSeed(root, "fuzz_state_blob", "learnt_300s", blobSeed(learntStateSlow, 2));
-    writeSeed(root, "fuzz_state_blob", "empty", blobSeed(emptyBlob(), 0));
-    writeSeed(root, "fuzz_state_blob", "configuration_as_state", blobSeed(defaultConfiguration, 0));
-
-    writeSeed(root, "fuzz_state_file", "learnt", stateFile(learntState));
-    writeSeed(root, "fuzz_state_file", "default", stateFile(defaultState));
-    writeSeed(root, "fuzz_state_file", "zero", Bytes{'0', '\n'});
-    writeSeed(root, "fuzz_state_file", "empty", Bytes{});
+    const Bytes empty = sealed(Bytes(kFrameSize, 0));
     Bytes damaged = stateFile(learntState);
     damaged[10] ^= 0x40;
-    writeSeed(root, "fuzz_state_file", "bad_checksum", damaged);
-
+    const struct {
+        const char* target;
+        const char* name;
+        Bytes bytes;
+    } seeds[] = {
+        {"fuzz_configuration_blob", "default", blobSeed(defaultConfiguration, 0)},
+        {"fuzz_configuration_blob", "default_repair", blobSeed(defaultConfiguration, 2)},
+        {"fuzz_configuration_blob", "empty", blobSeed(empty, 0)},
+        {"fuzz_configuration_blob", "state_as_configuration", blobSeed(learntState, 0)},
+        {"fuzz_state_blob", "default", blobSeed(defaultState, 0)},
+        {"fuzz_state_blob", "learnt_3s", blobSeed(learntState, 0)},
+        {"fuzz_state_blob", "learnt_300s", blobSeed(learntStateSlow, 2)},
+        {"fuzz_state_blob", "empty", blobSeed(empty, 0)},
+        {"fuzz_state_blob", "configuration_as_state", blobSeed(defaultConfiguration, 0)},
+        {"fuzz_state_file", "learnt", stateFile(learntState)},
+        {"fuzz_state_file", "default", stateFile(defaultState)},
+        {"fuzz_state_file", "zero", Bytes{'0', '\n'}},
+        {"fuzz_state_file", "empty", Bytes{}},
+        {"fuzz_state_file", "bad_checksum", damaged},
+        // The call-sequence target reads its operations from the end of the input and
+        // bulk bytes (random blobs) from the front: exports as bulk bytes make random
+        // blobs start out close to real ones.
+        {"fuzz_call_sequence", "sequence_0", learntState},
+        {"fuzz_call_sequence", "sequence_1", defaultConfiguration},
+        {"fuzz_call_sequence", "sequence_2", Bytes(256, 0x07)},
+    };
+    for (const auto& seed : seeds) writeSeed(root, seed.target, seed.name, seed.bytes);
     writeHostileSeeds(root, defaultConfiguration, learntState);
 
-    // The call-sequence target reads its operations from the end of the input and
-    // bulk bytes (random blobs) from the front; seed it with exports as bulk bytes
-    // so that random blobs start out close to real ones.
-    const std::array<Bytes, 3> sequences = {learntState, defaultConfiguration, Bytes(256, 0x07)};
-    for (size_t i = 0; i < sequences.size(); ++i) {
-        writeSeed(root, "fuzz_call_sequence", "sequence_" + std::to_string(i), sequences[i]);
-    }
     std::printf("corpora written under %s\n", root.c_str());
     return 0;
 }
