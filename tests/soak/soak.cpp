@@ -1,15 +1,11 @@
-// Soak test: drives the library as a device would for weeks or a year of simulated
-// time while injecting the faults a field device meets (power gaps, a stuck sensor,
-// out-of-range and NaN readings, repeated time stamps) and restarting the library
-// every simulated midnight from its saved state. Passes when no output was ever NaN
-// or infinite, every status was one the call may return, and once the faults stop
-// the IAQ accuracy climbs back to 3 and ends there.
-//
+// Soak test: weeks or a year of simulated operation with the faults a field device
+// meets (power gaps, a stuck sensor, out-of-range and NaN readings, repeated time
+// stamps) and a restart from the saved state every midnight. Passes when no output
+// was NaN or infinite, every status was one the call may return, and once the faults
+// stop the IAQ accuracy climbs back to 3 and ends there.
 //   vorn_soak [--days N] [--recovery-days N] [--seed N] [--csv LOG]
-//
-// Readings come from a built-in room model, or from a raw log written by
-// `vorn simulate` (--csv; columns time_s, temperature_c, pressure_pa, humidity_pct,
-// gas_ohm), in which case the log's length sets the duration.
+// Readings come from a built-in room model or from a raw log of `vorn simulate`
+// (columns time_s, temperature_c, pressure_pa, humidity_pct, gas_ohm).
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -38,6 +34,7 @@ struct Reading {
 
 // Small deterministic generator (64-bit LCG, upper bits), so runs repeat exactly.
 struct Rng {
+    explicit Rng(uint64_t seed) : state(seed * 6364136223846793005ull + 1442695040888963407ull) {}
     uint64_t state;
     double uniform() {
         state = state * 6364136223846793005ull + 1442695040888963407ull;
@@ -45,10 +42,6 @@ struct Rng {
     }
     double noise() { return (uniform() + uniform() + uniform() + uniform() - 2.0) * 1.7320508; }
 };
-Rng makeRng(uint64_t seed) {
-    return Rng{seed * 6364136223846793005ull + 1442695040888963407ull};
-}
-
 // A room: daily temperature and humidity cycles, weather in the pressure, and a gas
 // sensor whose resistance falls with humidity and with the VOC events of the day
 // (morning occupancy, evening cooking) around a slowly drifting clean-air value.
@@ -109,8 +102,7 @@ std::vector<Reading> readLog(const std::string& path) {
 
 class Soak {
 public:
-    Soak(uint64_t seed, double recoveryDays)
-        : rng_{makeRng(seed ^ 0x5EED)}, recoveryDays_(recoveryDays) {}
+    Soak(uint64_t seed, double recoveryDays) : rng_(seed ^ 0x5EED), recoveryDays_(recoveryDays) {}
 
     int run(const std::vector<Reading>& rows) {
         if (rows.empty()) fatal("no readings");
@@ -179,11 +171,9 @@ private:
         }
         if (faulty && r.timeS >= gapStart_ && r.timeS < gapEnd_) return;  // device off
         if (faulty && r.timeS >= stuckStart_ && r.timeS < stuckStart_ + kHour) {
-            r.values[2] = stuck_[0];  // temperature
-            r.values[3] = stuck_[1];  // gas
+            std::copy(last_ + 2, last_ + 4, r.values + 2);  // temperature and gas stuck
         } else {
-            stuck_[0] = r.values[2];
-            stuck_[1] = r.values[3];
+            std::copy(r.values, r.values + 4, last_);
         }
         cycle(r, faulty);
     }
@@ -248,7 +238,7 @@ private:
     Rng rng_;
     double recoveryDays_, faultsEnd_ = 0, recoveredAt_ = -1;
     double gapStart_ = 0, gapEnd_ = 0, stuckStart_ = 0;
-    float stuck_[2] = {};
+    float last_[4] = {};
     int64_t day_ = -1;
     int lastAccuracy_ = -1;
     unsigned long long failures_ = 0, cycles_ = 0, restarts_ = 0, broken_ = 0, repeats_ = 0;
@@ -271,7 +261,7 @@ int main(int argc, char** argv) {
     }
     std::vector<Reading> rows;
     if (csv.empty()) {
-        Rng noise = makeRng(seed);
+        Rng noise(seed);
         for (double t = 3.0; t <= days * kDay; t += 3.0) rows.push_back(room(t, noise));
     } else {
         rows = readLog(csv);
