@@ -38,7 +38,7 @@ std::string seconds(double s) {
 }
 
 // A readable gloss for values whose unit hides their meaning.
-std::string gloss(const FieldSpec& field, Scalar v) {
+std::string gloss(const FieldLayout& field, Scalar v) {
     if (field.unit == Unit::Interval) {
         if (v.integer == kIntervalOff) return "off";
         if (v.integer == 0) return "";
@@ -54,7 +54,7 @@ std::string gloss(const FieldSpec& field, Scalar v) {
     return "";
 }
 
-std::string fieldText(std::span<const uint8_t> section, const FieldSpec& field) {
+std::string fieldText(std::span<const uint8_t> section, const FieldLayout& field) {
     std::string text;
     for (int i = 0; i < field.count; ++i) {
         const Scalar v = readElement(section, field, i);
@@ -81,10 +81,10 @@ const char* trackStatusMeaning(float status) {
 }
 
 // One line per track: the learnt band and what its status means.
-void describeBaselineState(std::span<const uint8_t> s, const SectionSpec& spec, FILE* out) {
-    const FieldSpec& maxF = *findField(spec, "robust_max");
-    const FieldSpec& minF = *findField(spec, "robust_min");
-    const FieldSpec& statusF = *findField(spec, "track_status");
+void describeBaselineState(std::span<const uint8_t> s, const SectionLayout& layout, FILE* out) {
+    const FieldLayout& maxF = *findField(layout, "robust_max");
+    const FieldLayout& minF = *findField(layout, "robust_min");
+    const FieldLayout& statusF = *findField(layout, "track_status");
     for (int k = 0; k < 2; ++k) {
         const float hi = readElement(s, maxF, k).real;
         const float lo = readElement(s, minF, k).real;
@@ -104,11 +104,12 @@ void describeBaselineState(std::span<const uint8_t> s, const SectionSpec& spec, 
     }
 }
 
-void describeStatusTrackerState(std::span<const uint8_t> s, const SectionSpec& spec, FILE* out) {
-    const float acc = readElement(s, *findField(spec, "accumulated_time"), 0).real;
-    const float cont = readElement(s, *findField(spec, "continuous_time"), 0).real;
-    const bool accFlag = readElement(s, *findField(spec, "accumulated_time_reached"), 0).integer;
-    const bool contFlag = readElement(s, *findField(spec, "continuous_time_reached"), 0).integer;
+void describeStatusTrackerState(std::span<const uint8_t> s, const SectionLayout& layout,
+                                FILE* out) {
+    const float acc = readElement(s, *findField(layout, "accumulated_time"), 0).real;
+    const float cont = readElement(s, *findField(layout, "continuous_time"), 0).real;
+    const bool accFlag = readElement(s, *findField(layout, "accumulated_time_reached"), 0).integer;
+    const bool contFlag = readElement(s, *findField(layout, "continuous_time_reached"), 0).integer;
     // Each clock stops counting once its flag is set.
     fmt::print(out,
                "  => accumulated time: {} counted, flag {}; continuous time: {} without "
@@ -119,17 +120,17 @@ void describeStatusTrackerState(std::span<const uint8_t> s, const SectionSpec& s
 
 void printTextSection(std::span<const uint8_t> blob, const SectionView& sv, BlobKind kind,
                       FILE* out) {
-    const SectionSpec& spec = *sv.spec;
+    const SectionLayout& layout = *sv.layout;
     const auto section = blob.subspan(sv.offset, sv.length);
-    fmt::print(out, "\n[{}] section {}, {} bytes at offset {}: {}\n", spec.name, sv.id, sv.length,
-               sv.offset, spec.help);
+    fmt::print(out, "\n[{}] section {}, {} bytes at offset {}: {}\n", layout.name, sv.id, sv.length,
+               sv.offset, layout.help);
     size_t width = 0;
-    for (const auto& f : spec.fields) width = std::max(width, std::string_view(f.name).size());
-    for (const auto& f : spec.fields) {
+    for (const auto& f : layout.fields) width = std::max(width, std::string_view(f.name).size());
+    for (const auto& f : layout.fields) {
         fmt::print(out, "  {:<{}}  {}\n", f.name, width, fieldText(section, f));
     }
-    if (kind == BlobKind::State && sv.id == 1) describeBaselineState(section, spec, out);
-    if (kind == BlobKind::State && sv.id == 5) describeStatusTrackerState(section, spec, out);
+    if (kind == BlobKind::State && sv.id == 1) describeBaselineState(section, layout, out);
+    if (kind == BlobKind::State && sv.id == 5) describeStatusTrackerState(section, layout, out);
 }
 
 std::string jsonString(std::string_view text) {
@@ -152,7 +153,7 @@ std::string jsonScalar(Scalar v) {
     return formatScalar(v);
 }
 
-std::string jsonField(std::span<const uint8_t> section, const FieldSpec& f) {
+std::string jsonField(std::span<const uint8_t> section, const FieldLayout& f) {
     if (f.count == 1) return jsonScalar(readElement(section, f, 0));
     std::string list = "[";
     for (int i = 0; i < f.count; ++i) {
@@ -190,10 +191,10 @@ void printJson(const ShowOptions& o, const BlobFile& file, const BlobCheck& chec
         const SectionView& sv = v.sections[i];
         const auto section = std::span<const uint8_t>(file.blob).subspan(sv.offset, sv.length);
         fmt::print(out, "{}\n    {{\"id\": {}, \"name\": \"{}\", \"offset\": {}, \"length\": {}, ",
-                   i == 0 ? "" : ",", sv.id, sv.spec->name, sv.offset, sv.length);
+                   i == 0 ? "" : ",", sv.id, sv.layout->name, sv.offset, sv.length);
         fmt::print(out, "\"fields\": {{");
-        for (size_t j = 0; j < sv.spec->fields.size(); ++j) {
-            const FieldSpec& f = sv.spec->fields[j];
+        for (size_t j = 0; j < sv.layout->fields.size(); ++j) {
+            const FieldLayout& f = sv.layout->fields[j];
             fmt::print(out, "{}\"{}\": {}", j == 0 ? "" : ", ", f.name, jsonField(section, f));
         }
         fmt::print(out, "}}}}");
@@ -275,8 +276,8 @@ std::vector<uint8_t> exportConfiguration() {
 }
 
 struct Assignment {
-    const SectionSpec* section;
-    const FieldSpec* field;
+    const SectionLayout* section;
+    const FieldLayout* field;
     int index;  // -1: every element
     std::vector<Scalar> values;
     std::string name;  // as the user wrote it, without the value

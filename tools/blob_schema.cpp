@@ -28,26 +28,26 @@ constexpr double kF32Max = 3.4028234663852886e38;
 constexpr double kTiny = 1e-30;  // "strictly positive" for floats that are divided by or logged
 
 // Shorthands keep the tables one line per field.
-constexpr FieldSpec f32(const char* name, uint16_t offset, uint16_t count, Unit unit,
-                        const char* help, double min = -kF32Max, double max = kF32Max) {
+constexpr FieldLayout f32(const char* name, uint16_t offset, uint16_t count, Unit unit,
+                          const char* help, double min = -kF32Max, double max = kF32Max) {
     return {name, FieldType::F32, count, offset, 4, min, max, unit, help};
 }
-constexpr FieldSpec u16(const char* name, uint16_t offset, uint16_t count, Unit unit,
-                        const char* help, double min = 0, double max = 65535) {
+constexpr FieldLayout u16(const char* name, uint16_t offset, uint16_t count, Unit unit,
+                          const char* help, double min = 0, double max = 65535) {
     return {name, FieldType::U16, count, offset, 2, min, max, unit, help};
 }
-constexpr FieldSpec u8(const char* name, uint16_t offset, uint16_t count, Unit unit,
-                       const char* help, double min = 0, double max = 255) {
+constexpr FieldLayout u8(const char* name, uint16_t offset, uint16_t count, Unit unit,
+                         const char* help, double min = 0, double max = 255) {
     return {name, FieldType::U8, count, offset, 1, min, max, unit, help};
 }
-constexpr FieldSpec i8(const char* name, uint16_t offset, Unit unit, const char* help,
-                       double min = -128, double max = 127) {
+constexpr FieldLayout i8(const char* name, uint16_t offset, Unit unit, const char* help,
+                         double min = -128, double max = 127) {
     return {name, FieldType::I8, 1, offset, 1, min, max, unit, help};
 }
-constexpr FieldSpec i64(const char* name, uint16_t offset, Unit unit, const char* help) {
+constexpr FieldLayout i64(const char* name, uint16_t offset, Unit unit, const char* help) {
     return {name, FieldType::I64, 1, offset, 8, -9.2e18, 9.2e18, unit, help};
 }
-constexpr FieldSpec flag(const char* name, uint16_t offset, const char* help) {
+constexpr FieldLayout flag(const char* name, uint16_t offset, const char* help) {
     return {name, FieldType::Bool, 1, offset, 1, 0, 1, Unit::None, help};
 }
 
@@ -108,7 +108,7 @@ constexpr uint16_t kHyperDefaultOffset = 199;
 constexpr uint16_t kOutputSlots = 14;
 constexpr uint16_t kAllowedStride = kOutputSlots * 2;
 
-constexpr FieldSpec allowed(const char* name, uint16_t slot) {
+constexpr FieldLayout allowed(const char* name, uint16_t slot) {
     return {name,
             FieldType::U16,
             6,
@@ -119,7 +119,7 @@ constexpr FieldSpec allowed(const char* name, uint16_t slot) {
             Unit::Interval,
             "allowed sample intervals of this output (65535: empty)"};
 }
-constexpr FieldSpec defaultInterval(const char* name, uint16_t slot) {
+constexpr FieldLayout defaultInterval(const char* name, uint16_t slot) {
     return u16(name, static_cast<uint16_t>(kHyperDefaultOffset + 2 * slot), 1, Unit::Interval,
                "interval requested whenever a configuration is applied (65535: off)", 1);
 }
@@ -212,7 +212,7 @@ constexpr const char* kHeatHelp = "sensor heat compensator (channel 9)";
 constexpr const char* kHumHelp = "humidity temperature corrector (channel 10)";
 constexpr const char* kHyperHelp = "library-level settings";
 
-const std::array<SectionSpec, 7> kConfigSections = {{
+const std::array<SectionLayout, 7> kConfigSections = {{
     {1, "baseline_tracker", 48, kBaselineConfig, kBaselineHelp},
     {2, "iaq", 28, kIaqConfig, kIaqHelp},
     {3, "pre_processor", 16, kPreProcessorConfig, kPreHelp},
@@ -223,7 +223,7 @@ const std::array<SectionSpec, 7> kConfigSections = {{
 }};
 
 // A state import accepts a hyper section and reads nothing from it.
-const std::array<SectionSpec, 7> kStateSections = {{
+const std::array<SectionLayout, 7> kStateSections = {{
     {1, "baseline_tracker", 45, kBaselineState, kBaselineHelp},
     {2, "iaq", 12, kIaqState, kIaqHelp},
     {3, "pre_processor", 16, kPreProcessorState, kPreHelp},
@@ -275,9 +275,9 @@ BlobCheck fail(BlobCheck check, int32_t status, std::string problem) {
 std::string shortSectionProblem(const SectionView& s, BlobKind kind) {
     std::string problem =
         fmt::format("section {} ({}) at offset {} is {} bytes, but its {} fields need {}", s.id,
-                    s.spec->name, s.offset, s.length, kindName(kind), s.spec->length);
+                    s.layout->name, s.offset, s.length, kindName(kind), s.layout->length);
     const BlobKind other = kind == BlobKind::State ? BlobKind::Configuration : BlobKind::State;
-    const SectionSpec* alt = findSection(other, s.id);
+    const SectionLayout* alt = findSection(other, s.id);
     if (alt != nullptr && alt->length == s.length) {
         problem += fmt::format(" ({} bytes is the size of a {} section: is this a {} blob?)",
                                s.length, kindName(other), kindName(other));
@@ -294,8 +294,8 @@ void noteUnusualSection(BlobView& view, const SectionView& s, BlobKind kind) {
             s.offset));
         return;
     }
-    if (s.length > s.spec->length) {
-        const SectionSpec* alt = findSection(other, s.id);
+    if (s.length > s.layout->length) {
+        const SectionLayout* alt = findSection(other, s.id);
         std::string hint;
         if (alt != nullptr && alt->length == s.length) {
             hint = fmt::format(": {} bytes is the size of a {} section, is this a {} blob?",
@@ -303,13 +303,13 @@ void noteUnusualSection(BlobView& view, const SectionView& s, BlobKind kind) {
         }
         view.notes.push_back(fmt::format(
             "section {} ({}) is {} bytes, {} more than its fields; the library ignores the rest{}",
-            s.id, s.spec->name, s.length, s.length - s.spec->length, hint));
+            s.id, s.layout->name, s.length, s.length - s.layout->length, hint));
     }
     for (const auto& earlier : view.sections) {
         if (earlier.id == s.id) {
             view.notes.push_back(
                 fmt::format("section {} ({}) occurs twice; the later one (offset {}) wins", s.id,
-                            s.spec->name, s.offset));
+                            s.layout->name, s.offset));
             break;
         }
     }
@@ -317,26 +317,26 @@ void noteUnusualSection(BlobView& view, const SectionView& s, BlobKind kind) {
 
 }  // namespace
 
-std::span<const SectionSpec> sectionSpecs(BlobKind kind) {
-    return kind == BlobKind::Configuration ? std::span<const SectionSpec>(kConfigSections)
-                                           : std::span<const SectionSpec>(kStateSections);
+std::span<const SectionLayout> sectionSpecs(BlobKind kind) {
+    return kind == BlobKind::Configuration ? std::span<const SectionLayout>(kConfigSections)
+                                           : std::span<const SectionLayout>(kStateSections);
 }
 
-const SectionSpec* findSection(BlobKind kind, uint8_t id) {
+const SectionLayout* findSection(BlobKind kind, uint8_t id) {
     for (const auto& s : sectionSpecs(kind)) {
         if (s.id == id) return &s;
     }
     return nullptr;
 }
 
-const SectionSpec* findSection(BlobKind kind, std::string_view name) {
+const SectionLayout* findSection(BlobKind kind, std::string_view name) {
     for (const auto& s : sectionSpecs(kind)) {
         if (name == s.name) return &s;
     }
     return nullptr;
 }
 
-const FieldSpec* findField(const SectionSpec& section, std::string_view name) {
+const FieldLayout* findField(const SectionLayout& section, std::string_view name) {
     for (const auto& f : section.fields) {
         if (name == f.name) return &f;
     }
@@ -444,14 +444,14 @@ BlobCheck checkBlob(std::span<const uint8_t> blob, BlobKind kind) {
                                     position, s.length));
         }
         s.id = blob[position + 2];
-        s.spec = findSection(kind, s.id);
-        if (s.spec == nullptr) {
+        s.layout = findSection(kind, s.id);
+        if (s.layout == nullptr) {
             return fail(std::move(check), RC_E_SECTION_UNKNOWN,
                         fmt::format("the section at offset {} has id {}, which names no owner "
                                     "(known: {})",
                                     position, s.id, knownSectionList(kind)));
         }
-        if (s.length < s.spec->length) {
+        if (s.length < s.layout->length) {
             return fail(std::move(check), RC_E_SECTION_SHORT, shortSectionProblem(s, kind));
         }
         noteUnusualSection(view, s, kind);
@@ -461,7 +461,7 @@ BlobCheck checkBlob(std::span<const uint8_t> blob, BlobKind kind) {
     return check;
 }
 
-Scalar readElement(std::span<const uint8_t> section, const FieldSpec& field, int index) {
+Scalar readElement(std::span<const uint8_t> section, const FieldLayout& field, int index) {
     const size_t at = field.offset + static_cast<size_t>(index) * field.stride;
     Scalar value{field.type};
     switch (field.type) {
@@ -487,7 +487,7 @@ Scalar readElement(std::span<const uint8_t> section, const FieldSpec& field, int
     return value;
 }
 
-void writeElement(std::span<uint8_t> section, const FieldSpec& field, int index, Scalar value) {
+void writeElement(std::span<uint8_t> section, const FieldLayout& field, int index, Scalar value) {
     const size_t at = field.offset + static_cast<size_t>(index) * field.stride;
     switch (field.type) {
         case FieldType::U8:
@@ -509,7 +509,7 @@ void writeElement(std::span<uint8_t> section, const FieldSpec& field, int index,
     }
 }
 
-std::string parseElement(std::string_view text, const FieldSpec& field, Scalar& value) {
+std::string parseElement(std::string_view text, const FieldLayout& field, Scalar& value) {
     value = Scalar{field.type};
     const char* first = text.data();
     const char* last = first + text.size();

@@ -20,7 +20,7 @@ enum class FieldType : uint8_t { U8, I8, Bool, U16, I64, F32 };
 // What a number stands for, so that the text view can add a readable gloss.
 enum class Unit : uint8_t { None, Seconds, Nanoseconds, Interval, Celsius, Percent, Hertz, Ms };
 
-struct FieldSpec {
+struct FieldLayout {
     const char* name;  // snake_case, unique within its section
     FieldType type;
     uint16_t count;   // number of elements
@@ -32,11 +32,11 @@ struct FieldSpec {
     const char* help;
 };
 
-struct SectionSpec {
+struct SectionLayout {
     uint8_t id;
     const char* name;
     uint16_t length;  // the exact length the library writes, header included
-    std::span<const FieldSpec> fields;
+    std::span<const FieldLayout> fields;
     const char* help;
 };
 
@@ -49,10 +49,10 @@ inline constexpr uint8_t kHyperSectionId = 254;
 // section and blob the tools accept.
 inline constexpr uint32_t kToolWorkBytes = 4096;
 
-std::span<const SectionSpec> sectionSpecs(BlobKind kind);
-const SectionSpec* findSection(BlobKind kind, uint8_t id);
-const SectionSpec* findSection(BlobKind kind, std::string_view name);
-const FieldSpec* findField(const SectionSpec& section, std::string_view name);
+std::span<const SectionLayout> sectionSpecs(BlobKind kind);
+const SectionLayout* findSection(BlobKind kind, uint8_t id);
+const SectionLayout* findSection(BlobKind kind, std::string_view name);
+const FieldLayout* findField(const SectionLayout& section, std::string_view name);
 const char* kindName(BlobKind kind);  // "configuration" / "state"
 const char* typeName(FieldType type);
 
@@ -64,7 +64,7 @@ struct SectionView {
     uint32_t offset;  // of the section in the blob
     uint16_t length;  // as stated in its header
     uint8_t id;
-    const SectionSpec* spec;  // never null once the blob has been accepted
+    const SectionLayout* layout;  // never null once the blob has been accepted
 };
 
 struct BlobView {
@@ -95,13 +95,13 @@ struct Scalar {
     float real = 0.0f;    // F32
 };
 
-Scalar readElement(std::span<const uint8_t> section, const FieldSpec& field, int index);
-void writeElement(std::span<uint8_t> section, const FieldSpec& field, int index, Scalar value);
+Scalar readElement(std::span<const uint8_t> section, const FieldLayout& field, int index);
+void writeElement(std::span<uint8_t> section, const FieldLayout& field, int index, Scalar value);
 
 // Parses user text for one element of the field. Integers must be whole decimal
 // numbers, floats finite; both must lie in the field's range. Returns an empty
 // string on success, else the reason.
-std::string parseElement(std::string_view text, const FieldSpec& field, Scalar& value);
+std::string parseElement(std::string_view text, const FieldLayout& field, Scalar& value);
 
 // Shortest text that reads back to the same value ("0.02", "65535", "true").
 std::string formatScalar(Scalar value);

@@ -40,10 +40,10 @@ int32_t libraryImport(const std::vector<uint8_t>& blob, bool configuration) {
 std::string valueOf(const std::vector<uint8_t>& blob, BlobKind kind, const char* section,
                     const char* field) {
     const BlobCheck check = checkBlob(blob, kind);
-    const SectionSpec* spec = findSection(kind, std::string_view(section));
+    const SectionLayout* layout = findSection(kind, std::string_view(section));
     for (const auto& s : check.view.sections) {
-        if (s.id != spec->id) continue;
-        const FieldSpec* f = findField(*spec, field);
+        if (s.id != layout->id) continue;
+        const FieldLayout* f = findField(*layout, field);
         std::string text;
         for (int i = 0; i < f->count; ++i) {
             if (i > 0) text += ',';
@@ -66,7 +66,7 @@ TEST(BlobSchema, FieldsTileEverySectionExactly) {
             std::vector<int> owner(section.length, -1);
             for (int i = 0; i < 4; ++i) owner[static_cast<size_t>(i)] = 99;  // header
             for (size_t f = 0; f < section.fields.size(); ++f) {
-                const FieldSpec& field = section.fields[f];
+                const FieldLayout& field = section.fields[f];
                 const int width = field.type == FieldType::U16   ? 2
                                   : field.type == FieldType::F32 ? 4
                                   : field.type == FieldType::I64 ? 8
@@ -107,7 +107,7 @@ TEST(BlobSchema, DefaultBlobsDecodeIntoTheLibrarysSectionsInOrder) {
         std::vector<uint8_t> ids;
         for (const auto& s : check.view.sections) {
             ids.push_back(s.id);
-            EXPECT_EQ(s.length, s.spec->length) << s.spec->name;
+            EXPECT_EQ(s.length, s.layout->length) << s.layout->name;
         }
         EXPECT_EQ(ids, c.ids);
     }
@@ -246,14 +246,14 @@ TEST(BlobSchema, AcceptedOddSectionsAreNoted) {
 // ---- parsing values for `config set` ----
 
 TEST(BlobSchema, ElementTextIsCheckedAgainstTypeAndRange) {
-    const SectionSpec& iaq = *findSection(BlobKind::Configuration, std::string_view("iaq"));
-    const SectionSpec& status =
+    const SectionLayout& iaq = *findSection(BlobKind::Configuration, std::string_view("iaq"));
+    const SectionLayout& status =
         *findSection(BlobKind::Configuration, std::string_view("status_tracker"));
-    const FieldSpec& scale = *findField(iaq, "index_scale");       // u16, 1..65535
-    const FieldSpec& slope = *findField(iaq, "linear_slope_low");  // f32
-    const FieldSpec& gap = *findField(status, "gap_factor");       // i8, 1..127
+    const FieldLayout& scale = *findField(iaq, "index_scale");       // u16, 1..65535
+    const FieldLayout& slope = *findField(iaq, "linear_slope_low");  // f32
+    const FieldLayout& gap = *findField(status, "gap_factor");       // i8, 1..127
     struct Case {
-        const FieldSpec* field;
+        const FieldLayout* field;
         const char* text;
         const char* error;  // nullptr: accepted
     } cases[] = {
