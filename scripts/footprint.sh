@@ -89,9 +89,16 @@ instance_x86=$((16#$(nm -S -C "$BUILD"/x86/src_core_vorn.cpp.o | hex_size)))
 
 echo
 echo "Stack per exported call, Cortex-M4 (-Os):"
-m4_stack=$(python3 bench/m4/stack_walk.py "$BUILD/m4" | c++filt | sed -e 's/([^()]*)//g' -e 's|/work/[^:]*:||g' | tee /dev/stderr | awk '/^MAX/ {print $2}') 2>&1
+# Printed from a variable, not through `tee /dev/stderr`: reopening /dev/stderr would
+# truncate a log file that stdout and stderr are redirected to.
+stack_walk() { python3 bench/m4/stack_walk.py "$1" | c++filt | sed -e 's/([^()]*)//g' -e 's|/work/[^:]*:||g'; }
+m4_walk=$(stack_walk "$BUILD/m4")
+echo "$m4_walk"
+m4_stack=$(awk '/^MAX/ {print $2}' <<<"$m4_walk")
 echo "Stack per exported call, x86-64 (-O3):"
-x86_stack=$(python3 bench/m4/stack_walk.py "$BUILD/x86" | c++filt | sed -e 's/([^()]*)//g' -e 's|/work/[^:]*:||g' | tee /dev/stderr | awk '/^MAX/ {print $2}') 2>&1
+x86_walk=$(stack_walk "$BUILD/x86")
+echo "$x86_walk"
+x86_stack=$(awk '/^MAX/ {print $2}' <<<"$x86_walk")
 echo "Largest single frame (x86-64): $(cat "$BUILD"/x86/*.su | sort -t$'\t' -k2 -n | tail -1 | c++filt)"
 
 verdict() { if [ "$1" -le "$2" ]; then echo ok; else echo MISSED; fi; }
