@@ -370,7 +370,7 @@ void writeDefaultConfiguration(const std::string& path) {
 
 std::string configurationNames() {
     std::string names;
-    for (const auto& s : sectionSpecs(BlobKind::Configuration)) {
+    for (const auto& s : sectionLayouts(BlobKind::Configuration)) {
         for (const auto& f : s.fields) {
             const std::string full = fmt::format("{}.{}", s.name, f.name);
             const std::string shape =

@@ -259,7 +259,7 @@ constexpr auto kCrcTable = makeCrcTable();
 
 std::string knownSectionList(BlobKind kind) {
     std::string list;
-    for (const auto& s : sectionSpecs(kind)) {
+    for (const auto& s : sectionLayouts(kind)) {
         list += fmt::format("{}{} {}", list.empty() ? "" : ", ", s.id, s.name);
     }
     return list;
@@ -317,20 +317,20 @@ void noteUnusualSection(BlobView& view, const SectionView& s, BlobKind kind) {
 
 }  // namespace
 
-std::span<const SectionLayout> sectionSpecs(BlobKind kind) {
+std::span<const SectionLayout> sectionLayouts(BlobKind kind) {
     return kind == BlobKind::Configuration ? std::span<const SectionLayout>(kConfigSections)
                                            : std::span<const SectionLayout>(kStateSections);
 }
 
 const SectionLayout* findSection(BlobKind kind, uint8_t id) {
-    for (const auto& s : sectionSpecs(kind)) {
+    for (const auto& s : sectionLayouts(kind)) {
         if (s.id == id) return &s;
     }
     return nullptr;
 }
 
 const SectionLayout* findSection(BlobKind kind, std::string_view name) {
-    for (const auto& s : sectionSpecs(kind)) {
+    for (const auto& s : sectionLayouts(kind)) {
         if (name == s.name) return &s;
     }
     return nullptr;

@@ -49,7 +49,7 @@ inline constexpr uint8_t kHyperSectionId = 254;
 // section and blob the tools accept.
 inline constexpr uint32_t kToolWorkBytes = 4096;
 
-std::span<const SectionLayout> sectionSpecs(BlobKind kind);
+std::span<const SectionLayout> sectionLayouts(BlobKind kind);
 const SectionLayout* findSection(BlobKind kind, uint8_t id);
 const SectionLayout* findSection(BlobKind kind, std::string_view name);
 const FieldLayout* findField(const SectionLayout& section, std::string_view name);

@@ -13,9 +13,8 @@ class HostLoopExample(unittest.TestCase):
     def test_replay(self):
         with scratch_directory() as scratch:
             csv = Path(scratch) / "m.csv"
-            rows = [f"room,{101325 + t},{t},23.5,45.2,{50000 + 100 * t}" for t in range(1000, 1010)]
-            csv.write_text("note,pressure_pa,time_s,temperature_c,humidity_pct,gas_ohm\n"
-                           + "\n".join(rows) + "\n")
+            csv.write_text("note,pressure_pa,time_s,temperature_c,humidity_pct,gas_ohm\n" + "".join(
+                f"room,{101325 + t},{t},23.5,45.2,{50000 + 100 * t}\n" for t in range(1000, 1010)))
 
             def run(*args):
                 return subprocess.run([sys.executable, str(REPO_ROOT / "examples" / "host_loop.py"),
@@ -28,7 +27,6 @@ class HostLoopExample(unittest.TestCase):
             self.assertEqual(lines[0][:4], ["time_s", "iaq", "iaq_accuracy", "temperature"])
             self.assertEqual([line[0] for line in lines[1:]], ["1000", "1003", "1006", "1009"])
             self.assertEqual(lines[1][3], "23")
-
             (Path(scratch) / "savedState.dat").write_bytes(b"24\n" + bytes(24))
             rejected = run()
             self.assertEqual(rejected.returncode, 1)

@@ -1,15 +1,7 @@
-"""A simulated day of host calls 3 s apart, against a replica on vorn.Library.
-
-The host rebuilds the library on every call, so the replica does the same per
-call on libvorn.so: init; set_state with the previous blob (none at first);
-subscribe the host's ten outputs at 0.33333 Hz in the host's order;
-sensor_control at time_s * 1e9; do_steps with pressure, temperature, humidity and
-gas truncated as the host truncates them (after passing through f32, like the
-host's float arguments) at that time stamp; the seven values only on RC_OK;
-get_state into 221 bytes. Both libraries run the same code on separate
-instances, so every call must give bit-identical values and a blob identical to
-the host's state file.
-"""
+"""A simulated day of host calls 3 s apart against a replica on vorn.Library that
+rebuilds the library per call as the host does (init, previous state, the host's
+ten outputs, its truncated readings, get_state): every call must give
+bit-identical values and a blob identical to the host's state file."""
 
 import math
 import random
@@ -22,17 +14,16 @@ from support import scratch_directory
 import vorn
 from vorn.host import Host, HostResult
 
-CALLS = 28_800
 HOST_OUTPUTS = (1, 14, 7, 15, 9, 6, 8, 2, 3, 4)
 
 
 def day_of_readings(seed=7):
-    """A daily cycle with noise and two polluted periods a day."""
+    """A daily cycle with noise and two polluted periods."""
     rnd = random.Random(seed)
-    for t in range(0, 3 * CALLS, 3):
+    for t in range(0, 86400, 3):
         phase = 2 * math.pi * t / 86400
         gas = 120000 * (1 + 0.1 * math.sin(3 * phase)) * math.exp(rnd.gauss(0, 0.03))
-        if 7 <= t / 3600 % 24 < 9 or 18 <= t / 3600 % 24 < 21:
+        if 7 <= t / 3600 < 9 or 18 <= t / 3600 < 21:
             gas *= 0.25 + 0.1 * math.sin(t / 600)
         yield (1000 + t, 22 + 3 * math.sin(phase) + rnd.uniform(-0.3, 0.3),
                101325 + 150 * math.sin(2 * phase) + rnd.uniform(-20, 20),
@@ -40,10 +31,10 @@ def day_of_readings(seed=7):
 
 
 def truncated(temperature, pressure, humidity, gas):
-    """The host's integers, written independently of its C code."""
-    f32 = [math.trunc(struct.unpack("f", struct.pack("f", v))[0])
-           for v in (temperature, pressure, humidity, gas)]
-    return [float((f32[0] + 2**15) % 2**16 - 2**15)] + [float(max(0, v)) for v in f32[1:]]
+    """The host's integers (after its f32 arguments), written independently of its C code."""
+    ints = [math.trunc(struct.unpack("f", struct.pack("f", v))[0])
+            for v in (temperature, pressure, humidity, gas)]
+    return [float((ints[0] + 2**15) % 2**16 - 2**15)] + [float(max(0, v)) for v in ints[1:]]
 
 
 def replica_call(lib, blob, time_s, *readings):

@@ -24,19 +24,18 @@ class LibraryTest(unittest.TestCase):
         self.lib.sensor_control(time_ns)
         return self.lib.do_steps(READINGS, timestamp_ns=time_ns, **kwargs)
 
-    def test_plan_arrives_field_by_field(self):
+    def test_plan_and_outputs_arrive_field_by_field(self):
         sub = self.lib.subscribe({"iaq_index": 0.33333})
         self.assertEqual(sub.needed_inputs, (InputId.IN_HUMIDITY, InputId.IN_TEMPERATURE,
                                              InputId.IN_GAS_RESISTANCE, InputId.IN_MOD_HEATING_FLAG,
                                              InputId.IN_BASELINE_INDEX,
                                              InputId.IN_PROCESSING_INHIBIT))
         plan = self.lib.sensor_control(T0)
-        self.assertEqual((plan.status, plan.next_call_ns, plan.input_mask), (0, T0 + 3 * 10**9, 0xE))
-        self.assertEqual((plan.heater_temperature_c, plan.heater_duration_ms), (320, 197))
-        self.assertEqual((plan.pressure_os, plan.temperature_os, plan.humidity_os), (0, 2, 1))
-        self.assertEqual((plan.gas_enable, plan.measure_now), (True, True))
-
-    def test_outputs_in_identifier_order_with_names_and_time_stamps(self):
+        self.assertEqual((plan.status, plan.next_call_ns, plan.input_mask,
+                          plan.heater_temperature_c, plan.heater_duration_ms, plan.pressure_os, plan.temperature_os,
+                          plan.humidity_os, plan.gas_enable, plan.measure_now),
+                         (0, T0 + 3 * 10**9, 0xE, 320, 197, 0, 2, 1, True, True))
+        self.lib.init()
         self.lib.subscribe({"compensated_temperature": 0.33333, 7: 0.33333, "iaq_index": 0.33333})
         result = self.step()
         self.assertEqual([o.name for o in result], ["OUT_IAQ_INDEX", "OUT_PASSTHROUGH_PRESSURE",
@@ -45,7 +44,7 @@ class LibraryTest(unittest.TestCase):
         self.assertEqual(result[OutputId.OUT_PASSTHROUGH_PRESSURE].timestamp_ns, T0)
         self.assertNotIn("iaq_fixed_scale", result)
 
-    def test_errors_raise_with_the_status_name(self):
+    def test_errors_raise_and_warnings_warn_with_the_status_name(self):
         cases = [(lambda: self.lib.do_steps([(1, 1.0, T0), ("pressure", 2.0, T0)]),
                   Status.RC_E_INPUT_DUPLICATE),
                  (lambda: self.lib.do_steps({"temperature": float("nan")}, T0),
@@ -56,10 +55,9 @@ class LibraryTest(unittest.TestCase):
         for call, status in cases:
             with self.subTest(status.name), self.assertRaises(VornError) as caught:
                 call()
-            self.assertEqual((caught.exception.status, caught.exception.code), (status, status.value))
+            self.assertEqual((caught.exception.status, caught.exception.code),
+                             (status, status.value))
             self.assertIn(status.name, str(caught.exception))
-
-    def test_warnings_are_issued_and_returned(self):
         self.lib.subscribe({"iaq_index": 0.33333, "compensated_temperature": 0.33333})
         with self.assertWarns(VornWarning) as caught:
             overflow = self.step(capacity=1)

@@ -10,12 +10,10 @@ from vorn import LibraryNotFoundError, _loader
 
 
 class Loader(unittest.TestCase):
-    def test_variable_names_the_file_or_its_directory(self):
+    def test_variable_names_the_file_or_its_directory_and_failure_names_every_place(self):
         found = _loader.find_library("vorn")  # VORN_LIBRARY is set by the test runner
         with mock.patch.dict(os.environ, {"VORN_LIBRARY": str(found.parent)}):
             self.assertEqual(_loader.find_library("vorn"), found)
-
-    def test_failure_names_every_place(self):
         with mock.patch.dict(os.environ), \
                 mock.patch.object(_loader, "_installed_dirs", lambda: [Path("/no/lib")]), \
                 mock.patch.object(_loader, "_REPO_ROOT", Path("/no/repo")), \

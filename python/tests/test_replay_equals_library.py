@@ -1,6 +1,6 @@
 """`vorn replay` and the Python Library API, driven with the same simulated day, must
-produce the same outputs bit for bit: both are thin drivers of the same library, so
-any difference is a fault in one of the drivers (time stamps, inputs, subscription)."""
+give the same outputs bit for bit: both are thin drivers of one library, so any
+difference is a fault in a driver (time stamps, inputs, subscription)."""
 
 import csv
 import os
@@ -11,23 +11,16 @@ import unittest
 import vorn
 from support import scratch_directory
 
-# The host layer's ten outputs, by the column names of replay's CSV.
 HOST_OUTPUTS = {1: "iaq_index", 14: "compensated_temperature", 7: "raw_pressure",
                 15: "compensated_humidity", 9: "raw_gas", 6: "raw_temperature",
                 8: "raw_humidity", 2: "iaq_fixed_scale", 3: "linear_estimate",
                 4: "exponential_estimate"}
 FLAGS = (12, 13)  # replay also subscribes these to time the stabilisation flags
-RATE = struct.unpack("<f", struct.pack("<f", 0.33333))[0]
-MEASURED = (  # input id, log column
-    (vorn.InputId.IN_PRESSURE, "pressure_pa"),
-    (vorn.InputId.IN_HUMIDITY, "humidity_pct"),
-    (vorn.InputId.IN_TEMPERATURE, "temperature_c"),
-    (vorn.InputId.IN_GAS_RESISTANCE, "gas_ohm"),
-)
+MEASURED = ((1, "pressure_pa"), (2, "humidity_pct"), (3, "temperature_c"), (4, "gas_ohm"))
 
 
-def f32(text: str) -> float:
-    return struct.unpack("<f", struct.pack("<f", float(text)))[0]
+def f32(value) -> float:
+    return struct.unpack("<f", struct.pack("<f", float(value)))[0]
 
 
 @unittest.skipUnless(os.environ.get("VORN_CLI"), "VORN_CLI (the vorn program) not given")
@@ -35,19 +28,16 @@ class ReplayEqualsLibrary(unittest.TestCase):
     def test_first_day(self):
         cli = os.environ["VORN_CLI"]
         with scratch_directory() as tmp:
-            log = os.path.join(tmp, "log.csv")
-            out = os.path.join(tmp, "out.csv")
+            log, out = os.path.join(tmp, "log.csv"), os.path.join(tmp, "out.csv")
             subprocess.run([cli, "simulate", "--days", "1", "--seed", "5", "-o", log], check=True)
             subprocess.run([cli, "replay", log, "-o", out, "--no-progress", "-q"], check=True,
                            stdout=subprocess.DEVNULL)
-            with open(log, newline="") as f:
-                rows = list(csv.DictReader(f))
-            with open(out, newline="") as f:
-                replayed = list(csv.DictReader(f))
+            with open(log, newline="") as f_log, open(out, newline="") as f_out:
+                rows, replayed = list(csv.DictReader(f_log)), list(csv.DictReader(f_out))
 
         lib = vorn.Library()
         lib.init()
-        lib.subscribe([(o, RATE) for o in tuple(HOST_OUTPUTS) + FLAGS])
+        lib.subscribe([(o, f32(0.33333)) for o in tuple(HOST_OUTPUTS) + FLAGS])
         expected = []
         for row in rows:
             t_ns = int(row["time_s"]) * 1_000_000_000
@@ -57,13 +47,13 @@ class ReplayEqualsLibrary(unittest.TestCase):
             if result.outputs:
                 expected.append((row["time_s"], {int(o.id): o for o in result.outputs}))
 
-        self.assertEqual(len(replayed), len(expected))
-        self.assertEqual(len(expected), 28_800)
+        self.assertEqual((len(replayed), len(expected)), (28_800, 28_800))
         for got, (time_s, outputs) in zip(replayed, expected):
             self.assertEqual(got["time_s"], time_s)
             for output, column in HOST_OUTPUTS.items():
-                self.assertEqual(f32(got[column]), outputs[output].value, (time_s, column))
-                self.assertEqual(int(got[column + "_accuracy"]), outputs[output].accuracy)
+                want = outputs[output]
+                self.assertEqual((f32(got[column]), int(got[column + "_accuracy"])),
+                                 (want.value, want.accuracy), (time_s, column))
 
 
 if __name__ == "__main__":
