@@ -25,7 +25,7 @@ esac
 
 BUILD=$ROOT/build-m4
 SOURCES=$(ls src/math/*.cpp src/serialization/*.cpp src/modules/*.cpp src/hub/*.cpp \
-              src/core/*.cpp src/interface/*.cpp)
+              src/engine/*.cpp src/exports/*.cpp)
 COMMON=(-std=c++20 -I"$ROOT/src" -I"$ROOT/include" -DVORN_BUILDING_LIBRARY -ffp-contract=off
         -fno-exceptions -fno-rtti -fno-threadsafe-statics -Wall -Wextra -Wpedantic -Wconversion
         -Wshadow -fstack-usage -fcallgraph-info=su)

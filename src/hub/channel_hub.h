@@ -15,7 +15,7 @@
 #include <array>
 #include <cstdint>
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "modules/gas_humidity_baseline_tracker.h"
 #include "modules/gas_humidity_pre_processor.h"
 #include "modules/humidity_temperature_corrector.h"

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "math/numeric.h"
 #include "serialization/section.h"
 

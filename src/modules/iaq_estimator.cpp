@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "math/numeric.h"
 #include "serialization/section.h"
 

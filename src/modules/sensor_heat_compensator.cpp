@@ -2,7 +2,7 @@
 // sections.
 #include "modules/sensor_heat_compensator.h"
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "math/numeric.h"
 #include "serialization/section.h"
 

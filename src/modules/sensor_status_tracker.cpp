@@ -2,7 +2,7 @@
 // the gap limit derived from the sample interval, and the module's sections.
 #include "modules/sensor_status_tracker.h"
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "serialization/section.h"
 
 namespace vorn {

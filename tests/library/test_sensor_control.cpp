@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "core/vorn.h"
+#include "engine/engine.h"
 #include "library_client.h"
 
 namespace {
@@ -45,7 +45,7 @@ TEST(SensorControl, ModifiedOnTimePolynomial) {
                                                 {240, 1800}, {300, 1852}, {450, 0},
                                                 {-30, 0},   {std::nanf(""), 0}};
     for (const auto& [seconds, ms] : cases) {
-        EXPECT_EQ(vorn::Vorn::getModHeatingDuration(seconds), ms) << seconds;
+        EXPECT_EQ(vorn::Engine::getModHeatingDuration(seconds), ms) << seconds;
     }
 }
 

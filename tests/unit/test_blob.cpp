@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/blob.h"
+#include "serialization/blob_frame.h"
 #include "serialization/crc.h"
 #include "serialization/section.h"
 

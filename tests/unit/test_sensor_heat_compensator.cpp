@@ -6,7 +6,7 @@
 #include <bit>
 #include <cstring>
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "modules/sensor_heat_compensator.h"
 #include "test_bytes.h"
 #include "vorn/vorn.h"

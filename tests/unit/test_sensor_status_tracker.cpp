@@ -5,7 +5,7 @@
 #include <array>
 #include <cstring>
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "modules/sensor_status_tracker.h"
 #include "test_bytes.h"
 #include "vorn/vorn.h"

@@ -3,8 +3,8 @@
 // configuration), passing each section through the caller's work buffer; import
 // checks the frame, then applies the sections one by one as it reads them, with
 // no staging: a failing section leaves the earlier ones applied.
-#include "core/blob.h"
-#include "core/vorn.h"
+#include "serialization/blob_frame.h"
+#include "engine/engine.h"
 
 namespace vorn {
 namespace {
@@ -14,21 +14,21 @@ constexpr uint32_t kMinStateCapacity = 25;
 
 enum class BlobKind { kConfiguration, kState };
 
-uint32_t exportChannel(const Vorn& v, BlobKind kind, uint32_t channel, uint8_t* work,
+uint32_t exportChannel(const Engine& v, BlobKind kind, uint32_t channel, uint8_t* work,
                        uint32_t workSize) {
     return kind == BlobKind::kConfiguration
                ? v.hub.getChannelConfiguration(channel, work, workSize, 0)
                : v.hub.getChannelState(channel, work, workSize, 0);
 }
 
-uint32_t exportHyper(const Vorn& v, BlobKind kind, uint8_t* work, uint32_t workSize) {
+uint32_t exportHyper(const Engine& v, BlobKind kind, uint8_t* work, uint32_t workSize) {
     return kind == BlobKind::kConfiguration ? v.getHyperConfiguration(work, workSize, 0)
-                                            : Vorn::getHyperState();
+                                            : Engine::getHyperState();
 }
 
 // A null blob or size pointer is a request that cannot be served; a null work
 // buffer holds no section.
-int32_t exportBlob(const Vorn& v, BlobKind kind, uint8_t setId, uint8_t* blob,
+int32_t exportBlob(const Engine& v, BlobKind kind, uint8_t setId, uint8_t* blob,
                    uint32_t blobCapacity, uint8_t* work, uint32_t workSize, uint32_t* blobSize) {
     if (blobSize == nullptr) return RC_E_SERIALIZE_REQUEST;
     *blobSize = 0;
@@ -57,17 +57,17 @@ int32_t exportBlob(const Vorn& v, BlobKind kind, uint8_t setId, uint8_t* blob,
     return RC_OK;
 }
 
-int32_t importSection(Vorn& v, BlobKind kind, uint8_t id, const uint8_t* section, uint32_t length) {
+int32_t importSection(Engine& v, BlobKind kind, uint8_t id, const uint8_t* section, uint32_t length) {
     if (kind == BlobKind::kConfiguration) {
         return id == kHyperSectionId ? v.setHyperConfiguration(section, length)
                                      : v.hub.configureChannel(id, section, length);
     }
-    return id == kHyperSectionId ? Vorn::setHyperState(section, length)
+    return id == kHyperSectionId ? Engine::setHyperState(section, length)
                                  : v.hub.setChannelState(id, section, length);
 }
 
 // A null blob holds nothing (too short); a null work buffer holds no blob.
-int32_t importBlob(Vorn& v, BlobKind kind, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+int32_t importBlob(Engine& v, BlobKind kind, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                    uint32_t workSize) {
     if (blob == nullptr) return RC_E_BLOB_TOO_SHORT;
     if (work == nullptr) return RC_E_WORK_BUFFER_SMALL;
@@ -91,23 +91,23 @@ int32_t importBlob(Vorn& v, BlobKind kind, const uint8_t* blob, uint32_t blobSiz
 
 }  // namespace
 
-int32_t getConfiguration(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
+int32_t getConfiguration(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
                          uint8_t* work, uint32_t workSize, uint32_t* blobSize) {
     return exportBlob(v, BlobKind::kConfiguration, setId, blob, blobCapacity, work, workSize,
                       blobSize);
 }
 
-int32_t getState(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
+int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
                  uint32_t workSize, uint32_t* blobSize) {
     return exportBlob(v, BlobKind::kState, setId, blob, blobCapacity, work, workSize, blobSize);
 }
 
-int32_t setConfiguration(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+int32_t setConfiguration(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                          uint32_t workSize) {
     return importBlob(v, BlobKind::kConfiguration, blob, blobSize, work, workSize);
 }
 
-int32_t setState(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+int32_t setState(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                  uint32_t workSize) {
     return importBlob(v, BlobKind::kState, blob, blobSize, work, workSize);
 }

@@ -2,7 +2,7 @@
 // intervals and the whole set against the timing rules, record what passes, and
 // answer with the rate each input must be supplied at. The same call carries the
 // on-demand trigger request.
-#include "core/vorn.h"
+#include "engine/engine.h"
 #include "math/numeric.h"
 
 namespace vorn {
@@ -20,7 +20,7 @@ bool isTriggerForm(const SensorRate& first) {
     return (first.id == OUT_IAQ_INDEX || first.id == OUT_IAQ_FIXED_SCALE) && first.rate_hz == 0.0f;
 }
 
-int32_t answerTrigger(Vorn& v) {
+int32_t answerTrigger(Engine& v) {
     const bool available =
         v.requestedOutputIntvl[outputIndex(OUT_IAQ_INDEX)] == kTriggerIntvl ||
         v.requestedOutputIntvl[outputIndex(OUT_IAQ_FIXED_SCALE)] == kTriggerIntvl;
@@ -49,7 +49,7 @@ bool matchesAllowed(uint16_t allowed, uint16_t interval) {
     return low <= interval && interval <= high;
 }
 
-bool isAllowed(const Vorn& v, int slot, uint16_t interval) {
+bool isAllowed(const Engine& v, int slot, uint16_t interval) {
     for (const OutputIntervals& row : v.allowedOutputIntvl) {
         if (matchesAllowed(row[slot], interval)) return true;
     }
@@ -59,7 +59,7 @@ bool isAllowed(const Vorn& v, int slot, uint16_t interval) {
 // Checks the records in order into newIntervals. The status is one value for the
 // whole call, the last one set; once any record has set one, later records are
 // still checked but no longer kept.
-int32_t checkRequests(const Vorn& v, const SensorRate* requested, uint8_t nRequested,
+int32_t checkRequests(const Engine& v, const SensorRate* requested, uint8_t nRequested,
                       OutputIntervals& newIntervals) {
     int32_t status = RC_OK;
     uint32_t seen = 0;
@@ -96,7 +96,7 @@ int32_t checkRequests(const Vorn& v, const SensorRate* requested, uint8_t nReque
 }
 
 // The highest rate any subscribed output needs from each input, 65535.0 where none.
-void fillRequired(const Vorn& v, SensorRate* required) {
+void fillRequired(const Engine& v, SensorRate* required) {
     uint8_t count = 0;
     for (uint8_t input = 1; input <= kMaxInputId; ++input) {
         if (!isInputId(input)) continue;
@@ -124,7 +124,7 @@ void fillRequired(const Vorn& v, SensorRate* required) {
 
 // A null request list counts as empty; a null required array or count as no room
 // (the subscription is still recorded, nothing is written).
-int32_t updateSubscription(Vorn& v, const SensorRate* requested, uint8_t nRequested,
+int32_t updateSubscription(Engine& v, const SensorRate* requested, uint8_t nRequested,
                            SensorRate* required, uint8_t* nRequired) {
     if (requested == nullptr) nRequested = 0;
     const uint8_t capacity = required != nullptr && nRequired != nullptr ? *nRequired : 0;

@@ -4,7 +4,7 @@
 // default interval and pushes the result into the channel hub at once.
 #include <limits>
 
-#include "core/vorn.h"
+#include "engine/engine.h"
 #include "serialization/section.h"
 
 namespace vorn {
@@ -60,12 +60,12 @@ constexpr uint32_t kHyperFieldCount = 7;
 // Oversampling bytes, heater profile, allowed intervals, default intervals, base interval.
 constexpr uint32_t kHyperFieldBytes = 3 + 24 + 168 + 28 + 2;
 
-static_assert(sizeof(Vorn::allowedOutputIntvl) == 168, "84 intervals back to back");
-static_assert(sizeof(Vorn::defaultOutputIntvl) == 28, "14 intervals back to back");
+static_assert(sizeof(Engine::allowedOutputIntvl) == 168, "84 intervals back to back");
+static_assert(sizeof(Engine::defaultOutputIntvl) == 28, "14 intervals back to back");
 
 }  // namespace
 
-void Vorn::setHyperState() {
+void Engine::setHyperState() {
     lastCallTimestamp = 0;
     lastRegularGasTimestamp = 0;
     lastOnDemandGasTimestamp = 0;
@@ -79,7 +79,7 @@ void Vorn::setHyperState() {
     triggerStatus = kResetTriggerStatus;
 }
 
-void Vorn::setHyperConfiguration() {
+void Engine::setHyperConfiguration() {
     temperatureOversampling = kDefaultTemperatureOversampling;
     humidityOversampling = kDefaultHumidityOversampling;
     pressureOversampling = kDefaultPressureOversampling;
@@ -95,7 +95,7 @@ void Vorn::setHyperConfiguration() {
 }
 
 // The input ranges are not part of the section: an import keeps them.
-int32_t Vorn::setHyperConfiguration(const uint8_t* section, uint32_t length) {
+int32_t Engine::setHyperConfiguration(const uint8_t* section, uint32_t length) {
     SectionReader reader;
     const int32_t status = reader.open(kHyperSectionId, section, length, kHyperFieldBytes);
     if (status != RC_OK) return status;
@@ -112,7 +112,7 @@ int32_t Vorn::setHyperConfiguration(const uint8_t* section, uint32_t length) {
     return RC_OK;
 }
 
-uint32_t Vorn::getHyperConfiguration(uint8_t* work, uint32_t workSize, uint32_t minCount) const {
+uint32_t Engine::getHyperConfiguration(uint8_t* work, uint32_t workSize, uint32_t minCount) const {
     return SectionWriter(kHyperSectionId, work, workSize, kHyperFieldCount, minCount)
         .add(temperatureOversampling)
         .add(humidityOversampling)
@@ -128,7 +128,7 @@ uint32_t Vorn::getHyperConfiguration(uint8_t* work, uint32_t workSize, uint32_t 
 
 // The hyper state is never exported; a hyper section in a state blob is accepted
 // when its header is sound and otherwise ignored.
-int32_t Vorn::setHyperState(const uint8_t* section, uint32_t length) {
+int32_t Engine::setHyperState(const uint8_t* section, uint32_t length) {
     uint32_t statedLength = 0;
     uint32_t position = 0;
     return checkSerializationHeader(kHyperSectionId, section, length, statedLength, position);
@@ -136,7 +136,7 @@ int32_t Vorn::setHyperState(const uint8_t* section, uint32_t length) {
 
 // Every output is requested again at its default interval and marked changed, so
 // every module re-derives its interval-dependent values, even if nothing moved.
-void Vorn::applyConfiguration() {
+void Engine::applyConfiguration() {
     longestIntvl = 0;
     for (const OutputIntervals& row : allowedOutputIntvl) {
         for (uint16_t interval : row) {

@@ -1,7 +1,7 @@
 // Discarding what the IAQ chain has learnt: the baseline tracker's bands and track
 // statuses and the IAQ estimator's held indices. Any of the four IAQ outputs names
 // the whole chain; every other identifier is ignored.
-#include "core/vorn.h"
+#include "engine/engine.h"
 
 namespace vorn {
 namespace {
@@ -12,7 +12,7 @@ constexpr uint32_t kIaqChannel = 2;
 
 }  // namespace
 
-int32_t resetOutput(Vorn& v, uint8_t id) {
+int32_t resetOutput(Engine& v, uint8_t id) {
     if (id < OUT_IAQ_INDEX || id > OUT_EXPONENTIAL_ESTIMATE) return RC_OK;
     v.hub.baselineTracker.setState();
     v.hub.updateChannelInterfaceDependency(kBaselineChannel);

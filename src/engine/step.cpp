@@ -3,7 +3,7 @@
 // outputs that received a value, in ascending identifier order.
 #include <bit>
 
-#include "core/vorn.h"
+#include "engine/engine.h"
 
 namespace vorn {
 namespace {
@@ -29,7 +29,7 @@ bool overlaps(const InputSample* inputs, uint8_t nInputs, const OutputSample* ou
 
 // The whole call is refused on the first bad sample; a repeated time stamp only
 // warns. NaN fails both bounds and is refused like any value out of range.
-int32_t validateInputs(const Vorn& v, const InputSample* inputs, uint8_t nInputs) {
+int32_t validateInputs(const Engine& v, const InputSample* inputs, uint8_t nInputs) {
     int32_t status = RC_OK;
     uint32_t seen = 0;
     for (uint8_t i = 0; i < nInputs; ++i) {
@@ -66,7 +66,7 @@ uint32_t collectableMask(const ChannelHub& hub) {
 
 // A null output array or count means no room: the step still runs, its outputs
 // are dropped. A null input array with a non-zero count is refused as invalid.
-int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
+int32_t doSteps(Engine& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
                 uint8_t* nOutputs) {
     const uint8_t capacity = outputs != nullptr && nOutputs != nullptr ? *nOutputs : 0;
     // Every record the step hands back is written whole, so only the records after

@@ -5,7 +5,7 @@
 // a caller hands in is safe.
 #include <algorithm>
 
-#include "core/vorn.h"
+#include "engine/engine.h"
 
 namespace vorn {
 namespace {
@@ -37,7 +37,7 @@ float secondsBetween(int64_t later, int64_t earlier) {
 // The gas measurement: the profile of the current gas interval (temperature and
 // on-time 0 when the interval has none), or after a trigger a modified on-time that
 // depends on how long the sensor layer has cooled.
-void planGas(Vorn& v, int64_t timeNs, SensorSettings& s) {
+void planGas(Engine& v, int64_t timeNs, SensorSettings& s) {
     const int column = v.heaterProfileIndex - 1;
     s.gas_enable = 1;
     s.heater_temperature_c = column >= 0 ? v.heaterTemperature[column] : 0;
@@ -50,7 +50,7 @@ void planGas(Vorn& v, int64_t timeNs, SensorSettings& s) {
         return;
     }
     const int64_t lastGas = std::max(v.lastRegularGasTimestamp, v.lastOnDemandGasTimestamp);
-    s.heater_duration_ms = Vorn::getModHeatingDuration(secondsBetween(timeNs, lastGas));
+    s.heater_duration_ms = Engine::getModHeatingDuration(secondsBetween(timeNs, lastGas));
     if (v.triggerPending != 0) {
         v.hub.setInput(IN_MOD_HEATING_FLAG, timeNs, kModifiedSample);
         s.input_mask |= kModHeatingFlagBit;
@@ -62,7 +62,7 @@ void planGas(Vorn& v, int64_t timeNs, SensorSettings& s) {
 }
 
 // Fills the plan for every due input and returns the shortest input interval.
-uint16_t planInputs(Vorn& v, int64_t timeNs, SensorSettings& s) {
+uint16_t planInputs(Engine& v, int64_t timeNs, SensorSettings& s) {
     uint16_t shortest = v.baseIntvl;
     uint16_t interval = kIntervalOff;
     if (v.checkIfSensorRequired(IN_PRESSURE, s, interval)) {
@@ -84,7 +84,7 @@ uint16_t planInputs(Vorn& v, int64_t timeNs, SensorSettings& s) {
 }
 
 // Moves to the next due phase and returns the time of the next call.
-int64_t advanceSchedule(Vorn& v, int64_t timeNs, uint16_t step) {
+int64_t advanceSchedule(Engine& v, int64_t timeNs, uint16_t step) {
     v.lastCallTimestamp = timeNs;
     v.stepIntvl = static_cast<uint16_t>(step - remainderOrSelf(v.schedulePhase, step));
     v.schedulePhase =
@@ -93,7 +93,7 @@ int64_t advanceSchedule(Vorn& v, int64_t timeNs, uint16_t step) {
 }
 
 // Whether an on-demand trigger asked for now would be accepted at the next call.
-int32_t triggerWindow(const Vorn& v, int64_t nextCallNs) {
+int32_t triggerWindow(const Engine& v, int64_t nextCallNs) {
     const float sinceRegular = secondsBetween(nextCallNs, v.lastRegularGasTimestamp);
     if (sinceRegular < kTriggerMinGapS || sinceRegular > kTriggerMaxGapS) {
         return RC_W_TRIGGER_TIMING;
@@ -106,7 +106,7 @@ int32_t triggerWindow(const Vorn& v, int64_t nextCallNs) {
 
 // Without a record to fill, planning would move the schedule unseen: a null
 // settings pointer changes nothing and is answered as a deviation.
-int32_t sensorControl(Vorn& v, int64_t timeNs, SensorSettings* plan) {
+int32_t sensorControl(Engine& v, int64_t timeNs, SensorSettings* plan) {
     if (plan == nullptr) return RC_W_CALL_TIME_DEVIATION;
     SensorSettings& settings = *plan;
     clearPlan(settings);

@@ -2,19 +2,19 @@
 // storage, all zero until first built; building it constructs the channel hub in
 // place (never through a temporary, so no call needs the instance's size in stack)
 // and then resets the hyper state and sets the hyper configuration's defaults.
-#include "core/vorn.h"
+#include "engine/engine.h"
 
 #include <new>
 
 namespace vorn {
 namespace {
 
-// Zero-initialised at load time without running any code; the Vorn member becomes
-// the live one when constructVorn builds it.
+// Zero-initialised at load time without running any code; the Engine member becomes
+// the live one when constructEngine builds it.
 union InstanceStorage {
     constexpr InstanceStorage() : bytes{} {}
-    std::array<uint8_t, sizeof(Vorn)> bytes;
-    Vorn vorn;
+    std::array<uint8_t, sizeof(Engine)> bytes;
+    Engine vorn;
 };
 
 InstanceStorage storage;
@@ -22,17 +22,17 @@ bool constructed = false;
 
 }  // namespace
 
-void constructVorn() {
-    Vorn* v = ::new (static_cast<void*>(&storage.vorn)) Vorn;
+void constructEngine() {
+    Engine* v = ::new (static_cast<void*>(&storage.vorn)) Engine;
     constructed = true;
     v->setHyperState();
     v->setHyperConfiguration();
 }
 
-Vorn& library() {
+Engine& instance() {
     // An operation called before vorn_init finds the defaults rather than an
     // all-zero record whose zero intervals and ranges mean nothing.
-    if (!constructed) constructVorn();
+    if (!constructed) constructEngine();
     return storage.vorn;
 }
 

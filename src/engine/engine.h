@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdint>
 
-#include "core/identifiers.h"
+#include "identifiers/identifiers.h"
 #include "hub/channel_hub.h"
 #include "vorn/vorn.h"
 
@@ -35,7 +35,7 @@ constexpr uint16_t remainderOrSelf(uint16_t dividend, uint16_t divisor) {
 
 using OutputIntervals = std::array<uint16_t, kOutputCount>;
 
-struct Vorn {
+struct Engine {
     ChannelHub hub;
 
     int64_t lastCallTimestamp;         // ns of the last call that planned a measurement; 0 = none
@@ -65,7 +65,7 @@ struct Vorn {
     int32_t triggerStatus;        // 0, RC_W_TRIGGER_TIMING or RC_W_TRIGGER_TOO_SOON
 
     // Builds the hub only; construct() sets everything else.
-    Vorn() : hub() {}
+    Engine() : hub() {}
 
     // Subscription (subscription.cpp).
     void requestOutput(uint8_t id, uint16_t interval);
@@ -90,26 +90,26 @@ private:
 
 // The single library instance, built from its defaults on first use if no
 // vorn_init came first.
-Vorn& library();
+Engine& instance();
 
 // Rebuild the instance in place from its defaults (vorn_init).
-void constructVorn();
+void constructEngine();
 
 // The operations behind the exported functions, with the exported arguments. Each
 // turns a caller's null pointer into a status or a safe no-op itself, so that the
 // exported functions are plain tail calls that add no stack frame.
-int32_t doSteps(Vorn& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
+int32_t doSteps(Engine& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
                 uint8_t* nOutputs);
-int32_t updateSubscription(Vorn& v, const SensorRate* requested, uint8_t nRequested,
+int32_t updateSubscription(Engine& v, const SensorRate* requested, uint8_t nRequested,
                            SensorRate* required, uint8_t* nRequired);
-int32_t sensorControl(Vorn& v, int64_t timeNs, SensorSettings* settings);
-int32_t resetOutput(Vorn& v, uint8_t id);
-int32_t getConfiguration(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
+int32_t sensorControl(Engine& v, int64_t timeNs, SensorSettings* settings);
+int32_t resetOutput(Engine& v, uint8_t id);
+int32_t getConfiguration(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
                          uint8_t* work, uint32_t workSize, uint32_t* blobSize);
-int32_t getState(const Vorn& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
+int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
                  uint32_t workSize, uint32_t* blobSize);
-int32_t setConfiguration(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+int32_t setConfiguration(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                          uint32_t workSize);
-int32_t setState(Vorn& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work, uint32_t workSize);
+int32_t setState(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work, uint32_t workSize);
 
 }  // namespace vorn

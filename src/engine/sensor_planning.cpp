@@ -4,7 +4,7 @@
 #include <bit>
 #include <cmath>
 
-#include "core/vorn.h"
+#include "engine/engine.h"
 #include "math/numeric.h"
 
 namespace vorn {
@@ -22,7 +22,7 @@ constexpr double kMaxOnTimeMs = 65535.0;
 
 }  // namespace
 
-bool Vorn::checkIfSensorRequired(uint8_t id, SensorSettings& settings, uint16_t& interval) const {
+bool Engine::checkIfSensorRequired(uint8_t id, SensorSettings& settings, uint16_t& interval) const {
     interval = hub.inputSamplIntvl[inputIndex(id)];
     if (interval == kIntervalOff) return false;
     if (remainderOrSelf(schedulePhase, interval) != 0 && triggerPending == 0) return false;
@@ -34,7 +34,7 @@ bool Vorn::checkIfSensorRequired(uint8_t id, SensorSettings& settings, uint16_t&
 // Negative and NaN results give 0 ms; results beyond the u16 range saturate (the
 // polynomial peaks near 1.9 s, so neither happens for a sane time since the last
 // sample).
-uint16_t Vorn::getModHeatingDuration(float seconds) {
+uint16_t Engine::getModHeatingDuration(float seconds) {
     const float x = seconds;
     const float p4 = std::pow(x, 4.0f);
     const float p3 = std::pow(x, 3.0f);

@@ -2,7 +2,7 @@
 // must meet, and pushing a recorded subscription into the channel hub. A request
 // only records; the hub's schedule changes when the change is applied, at the
 // next sensor-control call or at the end of the next processing step.
-#include "core/vorn.h"
+#include "engine/engine.h"
 
 namespace vorn {
 namespace {
@@ -23,14 +23,14 @@ bool needsGas(uint8_t outputId) {
 
 }  // namespace
 
-void Vorn::requestOutput(uint8_t id, uint16_t interval) {
+void Engine::requestOutput(uint8_t id, uint16_t interval) {
     const int slot = outputIndex(id);
     if (requestedOutputIntvl[slot] != interval) outputIntvlChanged[slot] = 1;
     requestedOutputIntvl[slot] = interval;
     subscriptionChanged = 1;
 }
 
-int32_t Vorn::checkSamplIntvlCompatibilty(const OutputIntervals& newIntervals) const {
+int32_t Engine::checkSamplIntvlCompatibilty(const OutputIntervals& newIntervals) const {
     bool allUnchecked = true;
     uint16_t shortest = baseIntvl;
     for (uint8_t id = 1; id <= kMaxOutputId; ++id) {
@@ -81,7 +81,7 @@ int32_t Vorn::checkSamplIntvlCompatibilty(const OutputIntervals& newIntervals) c
     return RC_OK;
 }
 
-void Vorn::applyUpdateSubscription() {
+void Engine::applyUpdateSubscription() {
     if (subscriptionChanged == 0) return;
     hub.resetSamplIntvls();
     for (uint8_t id = 1; id <= kMaxOutputId; ++id) {
