@@ -43,7 +43,7 @@ void planGas(Engine& v, int64_t timeNs, SensorSettings& s) {
     s.heater_temperature_c = column >= 0 ? v.heaterTemperature[column] : 0;
     s.humidity_os = v.humidityOversampling;
     s.temperature_os = v.temperatureOversampling;
-    const bool afterModified = v.hub.inputValue[inputIndex(IN_MOD_HEATING_FLAG)] != 0.0f;
+    const bool afterModified = v.hub.latestValue(IN_MOD_HEATING_FLAG) != 0.0f;
     if (!afterModified && v.triggerPending == 0) {
         s.heater_duration_ms = column >= 0 ? v.heaterDuration[column] : 0;
         v.lastRegularGasTimestamp = timeNs;

@@ -23,7 +23,7 @@ constexpr double kMaxOnTimeMs = 65535.0;
 }  // namespace
 
 bool Engine::checkIfSensorRequired(uint8_t id, SensorSettings& settings, uint16_t& interval) const {
-    interval = hub.inputSamplIntvl[inputIndex(id)];
+    interval = hub.inputInterval(id);
     if (interval == kIntervalOff) return false;
     if (remainderOrSelf(schedulePhase, interval) != 0 && triggerPending == 0) return false;
     settings.input_mask |= 1u << (id - 1);

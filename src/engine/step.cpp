@@ -1,8 +1,6 @@
 // The processing step: validate every input sample before storing any, store
 // them in the hub, run one step over all channels, and hand back the subscribed
 // outputs that received a value, in ascending identifier order.
-#include <bit>
-
 #include "engine/engine.h"
 
 namespace vorn {
@@ -42,24 +40,9 @@ int32_t validateInputs(const Engine& v, const InputSample* inputs, uint8_t nInpu
         if (!(sample.value >= v.inputMin[slot] && sample.value <= v.inputMax[slot])) {
             return RC_E_INPUT_RANGE;
         }
-        if (sample.timestamp_ns == v.hub.inputTimestamp[slot]) status = RC_W_INPUT_REPEATED;
+        if (sample.timestamp_ns == v.hub.latestTimestamp(sample.id)) status = RC_W_INPUT_REPEATED;
     }
     return status;
-}
-
-// Output identifier of each output slot, ascending.
-constexpr std::array<uint8_t, kOutputCount> kOutputIdOfSlot = {1, 2,  3,  4,  6,  7,  8,
-                                                               9, 12, 13, 14, 15, 18, 21};
-
-// Bit id-1 for every subscribed output whose value is new: the outputs to hand back,
-// found in one pass over the slots instead of a lookup per identifier.
-uint32_t collectableMask(const ChannelHub& hub) {
-    uint32_t subscribed = 0;
-    for (int slot = 0; slot < kOutputCount; ++slot) {
-        const uint32_t on = hub.outputSamplIntvl[slot] != kIntervalOff ? 1u : 0u;
-        subscribed |= on << (kOutputIdOfSlot[slot] - 1);
-    }
-    return subscribed & hub.outputValidMask & kOutputMask;
 }
 
 }  // namespace
@@ -87,29 +70,9 @@ int32_t doSteps(Engine& v, const InputSample* inputs, uint8_t nInputs, OutputSam
     v.hub.doStep();
 
     uint8_t count = 0;
-    if (capacity == 0) {
-        status = RC_W_NO_OUTPUT_ROOM;
-    } else {
-        // Lowest bit first: ascending identifier order.
-        for (uint32_t pending = collectableMask(v.hub); pending != 0; pending &= pending - 1) {
-            const auto id = static_cast<uint8_t>(std::countr_zero(pending) + 1);
-            // Read straight from the hub's arrays: the valid bits are all cleared below.
-            if (count == capacity) {
-                status = RC_W_OUTPUT_OVERFLOW;
-                break;
-            }
-            const int slot = outputIndex(id);
-            OutputSample& out = outputs[count++];
-            out.timestamp_ns = v.hub.outputTimestamp[slot];
-            out.value = v.hub.outputValue[slot];
-            out.dims = 1;
-            out.id = id;
-            out.accuracy = v.hub.outputAccuracy[slot];
-        }
-    }
+    const int32_t collected = v.hub.collectOutputs(outputs, capacity, count);
+    if (collected != RC_OK) status = collected;
     clearOutputs(outputs + count, static_cast<uint8_t>(capacity - count));
-    // Values not collected now are not offered again.
-    v.hub.outputValidMask = 0;
     v.applyUpdateSubscription();
     if (nOutputs != nullptr) *nOutputs = count;
     return status;

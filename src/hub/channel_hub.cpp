@@ -4,6 +4,7 @@
 // and output read-out, which the processing step and the scheduler use.
 #include "hub/channel_hub.h"
 
+#include <bit>
 #include <cmath>
 
 #include "math/numeric.h"
@@ -46,8 +47,10 @@ constexpr uint32_t bit(uint32_t id) {
 }
 
 // Values the modules hand to each other within one step. All start at 0 and the
-// gas-step time stamp at "none", so a channel that did not run passes on zeros.
+// gas-step time stamp at "none", so a channel that did not run passes on zeros; the gas
+// interval is the one the baseline tracker last applied, which the heat term follows.
 struct StepExchange {
+    uint16_t gasInterval = kIntervalOff;
     int64_t gasStepTimestamp = kNoTimestamp;
     uint8_t accumulatedFlag = 0;
     uint8_t continuousFlag = 0;
@@ -110,8 +113,8 @@ void runIaqEstimator(ChannelHub& hub, const StepExchange& x) {
 void runHeatCompensator(ChannelHub& hub, StepExchange& x) {
     const int64_t temperatureTimestamp = timestampOf(hub, IN_TEMPERATURE);
     x.compensatedTemperature = hub.heatCompensator.doStep(
-        x.gasStepTimestamp, temperatureTimestamp, hub.baselineTracker.samplIntvl,
-        inputOf(hub, IN_TEMPERATURE), inputOf(hub, IN_TEMPERATURE_OFFSET));
+        x.gasStepTimestamp, temperatureTimestamp, x.gasInterval, inputOf(hub, IN_TEMPERATURE),
+        inputOf(hub, IN_TEMPERATURE_OFFSET));
     storeOutput(hub, OUT_COMPENSATED_TEMPERATURE, x.compensatedTemperature, temperatureTimestamp);
 }
 
@@ -125,7 +128,7 @@ void runHumidityCorrector(ChannelHub& hub, const StepExchange& x) {
 // output follows every new sample of its input.
 void copyPassThroughs(ChannelHub& hub) {
     for (const PassThrough& p : kPassThroughs) {
-        const bool subscribed = hub.outputSamplIntvl[outputIndex(p.output)] != kIntervalOff;
+        const bool subscribed = (hub.subscribedOutputs & bit(p.output)) != 0;
         const bool fresh = (hub.newInputMask & bit(p.input)) != 0;
         if (subscribed && fresh) {
             storeOutput(hub, p.output, inputOf(hub, p.input), timestampOf(hub, p.input));
@@ -161,7 +164,7 @@ ChannelHub::ChannelHub()
       channelRunMask(0),
       channelSamplIntvl{},
       inputSamplIntvl{},
-      outputSamplIntvl{},
+      subscribedOutputs(0),
       downsamplingFactor{},
       downsamplingCounter{} {
     resetSamplIntvls();
@@ -172,7 +175,7 @@ void ChannelHub::setInput(uint8_t id, int64_t timestamp, float value) {
     const int slot = inputIndex(id);
     // A repeated time stamp is the same sample again: keep the first value and do
     // not make any channel ready a second time.
-    if (isEqual(inputTimestamp[slot], timestamp)) return;
+    if (inputTimestamp[slot] == timestamp) return;
     inputValue[slot] = value;
     inputTimestamp[slot] = timestamp;
     newInputMask |= bit(id);
@@ -199,6 +202,7 @@ bool ChannelHub::isChannelReady(uint32_t id) {
 void ChannelHub::doStep() {
     channelRunMask = 0;
     StepExchange x;
+    x.gasInterval = baselineTracker.samplIntvl;
     // Readiness is tested before the inhibit input, so an inhibited step still
     // advances the counters and marks channels as scheduled for those downstream.
     const bool inhibited = inputOf(*this, IN_PROCESSING_INHIBIT) != 0.0f;
@@ -228,6 +232,37 @@ void ChannelHub::getOutput(uint8_t id, float& value, int64_t& timestamp, uint8_t
     timestamp = outputTimestamp[slot];
     accuracy = outputAccuracy[slot];
     outputValidMask &= ~bit(id);
+}
+
+int32_t ChannelHub::collectOutputs(OutputSample* outputs, uint8_t capacity, uint8_t& count) {
+    const uint32_t pending = subscribedOutputs & outputValidMask;
+    outputValidMask = 0;
+    count = 0;
+    if (capacity == 0) return RC_W_NO_OUTPUT_ROOM;
+    // Locals throughout: the records' byte fields may alias anything, so a member or the
+    // count read after a store would otherwise be read again.
+    const auto& values = outputValue;
+    const auto& timestamps = outputTimestamp;
+    const auto& accuracies = outputAccuracy;
+    uint8_t written = 0;
+    int32_t status = RC_OK;
+    // Lowest bit first: ascending identifier order.
+    for (uint32_t left = pending; left != 0; left &= left - 1) {
+        if (written == capacity) {
+            status = RC_W_OUTPUT_OVERFLOW;
+            break;
+        }
+        const auto id = static_cast<uint8_t>(std::countr_zero(left) + 1);
+        const int slot = outputIndex(id);
+        OutputSample& out = outputs[written++];  // its reserved byte is not ours to write
+        out.timestamp_ns = timestamps[slot];
+        out.value = values[slot];
+        out.dims = 1;
+        out.id = id;
+        out.accuracy = accuracies[slot];
+    }
+    count = written;
+    return status;
 }
 
 }  // namespace vorn

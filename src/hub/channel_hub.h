@@ -22,6 +22,7 @@
 #include "modules/iaq_estimator.h"
 #include "modules/sensor_heat_compensator.h"
 #include "modules/sensor_status_tracker.h"
+#include "vorn/vorn.h"
 
 namespace vorn {
 
@@ -70,7 +71,7 @@ struct ChannelHub {
     uint32_t channelRunMask;   // bit id-1: scheduled in the current step
     std::array<uint16_t, kChannelCount> channelSamplIntvl;  // 10 ms units; 65535 = off
     std::array<uint16_t, kInputCount> inputSamplIntvl;      // 65535 = not required
-    std::array<uint16_t, kOutputCount> outputSamplIntvl;    // 65535 = not subscribed
+    uint32_t subscribedOutputs;  // bit id-1: output requested at some interval
     std::array<uint16_t, kChannelCount> downsamplingFactor;
     std::array<uint16_t, kChannelCount> downsamplingCounter;
 
@@ -85,6 +86,17 @@ struct ChannelHub {
     bool isOutputValid(uint8_t id) const;
     // Read a valid output id and clear its valid bit.
     void getOutput(uint8_t id, float& value, int64_t& timestamp, uint8_t& accuracy);
+    // Hand back every subscribed output that received a value since the last collection,
+    // in ascending id order, as whole records into outputs[0 .. capacity-1]; count says how
+    // many. RC_W_NO_OUTPUT_ROOM for capacity 0, RC_W_OUTPUT_OVERFLOW when more were ready
+    // than fit, else RC_OK. Values not collected now are not offered again.
+    [[nodiscard]] int32_t collectOutputs(OutputSample* outputs, uint8_t capacity, uint8_t& count);
+
+    // The latest sample of a valid input id: its value, its time stamp (0 = none yet),
+    // and the interval it is needed at (65535 = not needed).
+    float latestValue(uint8_t id) const { return inputValue[inputIndex(id)]; }
+    int64_t latestTimestamp(uint8_t id) const { return inputTimestamp[inputIndex(id)]; }
+    uint16_t inputInterval(uint8_t id) const { return inputSamplIntvl[inputIndex(id)]; }
 
     // Sample intervals: all off, factors 1, counters 0.
     void resetSamplIntvls();

@@ -59,14 +59,16 @@ uint16_t roundedRatio(uint16_t channelInterval, uint16_t source) {
 void ChannelHub::resetSamplIntvls() {
     channelSamplIntvl.fill(kIntervalOff);
     inputSamplIntvl.fill(kIntervalOff);
-    outputSamplIntvl.fill(kIntervalOff);
+    subscribedOutputs = 0;
     downsamplingFactor.fill(kNoDownsampling);
     downsamplingCounter.fill(0);
 }
 
 void ChannelHub::updateOutputSamplIntvl(uint8_t id, uint16_t interval) {
     if (!isOutputId(id)) return;
-    outputSamplIntvl[outputIndex(id)] = interval;
+    const uint32_t bit = 1u << (id - 1);
+    subscribedOutputs =
+        interval != kIntervalOff ? subscribedOutputs | bit : subscribedOutputs & ~bit;
     const auto channels = static_cast<uint32_t>(static_cast<uint16_t>(kOutputChannels[id - 1]));
     for (uint32_t c = 1; c <= kMaxChannelId; ++c) {
         if (isChannelId(c) && hasBit(channels, c))
