@@ -85,13 +85,13 @@ instance_m4=$((16#$(arm-none-eabi-nm -S -C "$BUILD/probe.elf" | hex_size)))
 echo "== footprint: $(grep -c 'warning:' "$BUILD/m4/warnings.log" || true) compiler warnings on the Cortex-M4 (see $BUILD/m4/warnings.log)"
 echo "== footprint: x86-64 stack analysis (-O3)"
 compile_all g++ "$BUILD/x86" -O3 -DNDEBUG -fPIC -fvisibility=hidden
-instance_x86=$((16#$(nm -S -C "$BUILD"/x86/src_core_vorn.cpp.o | hex_size)))
+instance_x86=$((16#$(nm -S -C "$BUILD"/x86/src_engine_instance.cpp.o | hex_size)))
 
 echo
 echo "Stack per exported call, Cortex-M4 (-Os):"
 # Printed from a variable, not through `tee /dev/stderr`: reopening /dev/stderr would
 # truncate a log file that stdout and stderr are redirected to.
-stack_walk() { python3 bench/m4/stack_walk.py "$1" | c++filt | sed -e 's/([^()]*)//g' -e 's|/work/[^:]*:||g'; }
+stack_walk() { python3 bench/m4/stack_walk.py "$1" | c++filt | sed -e 's/([^()]*)//g' -e "s|$ROOT/||g"; }
 m4_walk=$(stack_walk "$BUILD/m4")
 echo "$m4_walk"
 m4_stack=$(awk '/^MAX/ {print $2}' <<<"$m4_walk")
