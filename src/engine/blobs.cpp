@@ -3,8 +3,8 @@
 // configuration), passing each section through the caller's work buffer; import
 // checks the frame, then applies the sections one by one as it reads them, with
 // no staging: a failing section leaves the earlier ones applied.
-#include "serialization/blob_frame.h"
 #include "engine/engine.h"
+#include "serialization/blob_frame.h"
 
 namespace vorn {
 namespace {
@@ -12,35 +12,26 @@ namespace {
 constexpr uint32_t kMinConfigurationCapacity = 24;
 constexpr uint32_t kMinStateCapacity = 25;
 
-enum class BlobKind { kConfiguration, kState };
-
-uint32_t exportChannel(const Engine& v, BlobKind kind, uint32_t channel, uint8_t* work,
-                       uint32_t workSize) {
-    return kind == BlobKind::kConfiguration
-               ? v.hub.getChannelConfiguration(channel, work, workSize, 0)
-               : v.hub.getChannelState(channel, work, workSize, 0);
-}
-
-uint32_t exportHyper(const Engine& v, BlobKind kind, uint8_t* work, uint32_t workSize) {
-    return kind == BlobKind::kConfiguration ? v.getHyperConfiguration(work, workSize, 0)
-                                            : Engine::getHyperState();
+// Only a configuration blob carries the hyper section.
+uint32_t exportHyper(const Engine& v, SectionKind kind, uint8_t* work, uint32_t workSize) {
+    return kind == SectionKind::kConfiguration ? exportSection(v, kind, work, workSize) : 0;
 }
 
 // A null blob or size pointer is a request that cannot be served; a null work
 // buffer holds no section.
-int32_t exportBlob(const Engine& v, BlobKind kind, uint8_t setId, uint8_t* blob,
+int32_t exportBlob(const Engine& v, SectionKind kind, uint8_t setId, uint8_t* blob,
                    uint32_t blobCapacity, uint8_t* work, uint32_t workSize, uint32_t* blobSize) {
     if (blobSize == nullptr) return RC_E_SERIALIZE_REQUEST;
     *blobSize = 0;
     const uint32_t minCapacity =
-        kind == BlobKind::kConfiguration ? kMinConfigurationCapacity : kMinStateCapacity;
+        kind == SectionKind::kConfiguration ? kMinConfigurationCapacity : kMinStateCapacity;
     if (blob == nullptr || blobCapacity < minCapacity || setId != 0) return RC_E_SERIALIZE_REQUEST;
     if (work == nullptr) return RC_E_WORK_BUFFER_SMALL;
 
     uint32_t position = kBlobHeaderSize;
     for (uint32_t channel = 1; channel <= kMaxChannelId; ++channel) {
         if (!isChannelId(channel)) continue;
-        const uint32_t length = exportChannel(v, kind, channel, work, workSize);
+        const uint32_t length = v.hub.exportChannelSection(kind, channel, work, workSize);
         if (length == 0) continue;
         const int32_t status = append(blob, blobCapacity, position, length, work, workSize);
         if (status != RC_OK) return status;
@@ -57,18 +48,16 @@ int32_t exportBlob(const Engine& v, BlobKind kind, uint8_t setId, uint8_t* blob,
     return RC_OK;
 }
 
-int32_t importSection(Engine& v, BlobKind kind, uint8_t id, const uint8_t* section, uint32_t length) {
-    if (kind == BlobKind::kConfiguration) {
-        return id == kHyperSectionId ? v.setHyperConfiguration(section, length)
-                                     : v.hub.configureChannel(id, section, length);
-    }
-    return id == kHyperSectionId ? Engine::setHyperState(section, length)
-                                 : v.hub.setChannelState(id, section, length);
+// The hyper section belongs to the engine, every other to a channel's module.
+int32_t routeSection(Engine& v, SectionKind kind, uint8_t id, const uint8_t* section,
+                     uint32_t length) {
+    return id == Engine::kSectionId ? importSection(v, kind, section, length)
+                                    : v.hub.importChannelSection(kind, id, section, length);
 }
 
 // A null blob holds nothing (too short); a null work buffer holds no blob.
-int32_t importBlob(Engine& v, BlobKind kind, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
-                   uint32_t workSize) {
+int32_t importBlob(Engine& v, SectionKind kind, const uint8_t* blob, uint32_t blobSize,
+                   uint8_t* work, uint32_t workSize) {
     if (blob == nullptr) return RC_E_BLOB_TOO_SHORT;
     if (work == nullptr) return RC_E_WORK_BUFFER_SMALL;
     uint32_t position = 0;
@@ -80,7 +69,7 @@ int32_t importBlob(Engine& v, BlobKind kind, const uint8_t* blob, uint32_t blobS
         uint32_t length = 0;
         status = parse(blob, blobSize, position, work, workSize, id, length);
         if (status != RC_OK) return status;
-        status = importSection(v, kind, id, work, length);
+        status = routeSection(v, kind, id, work, length);
         if (status != RC_OK) return status;
         // Every owner refuses an empty section; should one ever accept it, the
         // position would not move and the loop would never end.
@@ -93,23 +82,23 @@ int32_t importBlob(Engine& v, BlobKind kind, const uint8_t* blob, uint32_t blobS
 
 int32_t getConfiguration(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
                          uint8_t* work, uint32_t workSize, uint32_t* blobSize) {
-    return exportBlob(v, BlobKind::kConfiguration, setId, blob, blobCapacity, work, workSize,
+    return exportBlob(v, SectionKind::kConfiguration, setId, blob, blobCapacity, work, workSize,
                       blobSize);
 }
 
-int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
-                 uint32_t workSize, uint32_t* blobSize) {
-    return exportBlob(v, BlobKind::kState, setId, blob, blobCapacity, work, workSize, blobSize);
+int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
+                 uint8_t* work, uint32_t workSize, uint32_t* blobSize) {
+    return exportBlob(v, SectionKind::kState, setId, blob, blobCapacity, work, workSize, blobSize);
 }
 
 int32_t setConfiguration(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                          uint32_t workSize) {
-    return importBlob(v, BlobKind::kConfiguration, blob, blobSize, work, workSize);
+    return importBlob(v, SectionKind::kConfiguration, blob, blobSize, work, workSize);
 }
 
 int32_t setState(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                  uint32_t workSize) {
-    return importBlob(v, BlobKind::kState, blob, blobSize, work, workSize);
+    return importBlob(v, SectionKind::kState, blob, blobSize, work, workSize);
 }
 
 }  // namespace vorn

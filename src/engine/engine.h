@@ -1,14 +1,14 @@
 // The central class: the channel hub followed by the library-level fields (the
 // hyper configuration and hyper state), and the operations that subscribe, plan
 // measurements and move the library between blobs and memory. The single static
-// instance lives in vorn.cpp; every exported operation works on it.
+// instance lives in instance.cpp; every exported operation works on it.
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-#include "identifiers/identifiers.h"
 #include "hub/channel_hub.h"
+#include "identifiers/identifiers.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -34,6 +34,25 @@ constexpr uint16_t remainderOrSelf(uint16_t dividend, uint16_t divisor) {
 }
 
 using OutputIntervals = std::array<uint16_t, kOutputCount>;
+
+// The hyper section of a configuration blob: X(wire name, member, unit, lowest,
+// highest, help). The input ranges are not part of it: an import keeps them. A state
+// blob may carry an empty hyper section, which is accepted and ignored.
+#define VORN_HYPER_CONFIGURATION(X)                                                               \
+    X(temperature_oversampling, temperatureOversampling, None, 0, 255,                            \
+      "temperature oversampling setting")                                                         \
+    X(humidity_oversampling, humidityOversampling, None, 0, 255, "humidity oversampling setting") \
+    X(pressure_oversampling, pressureOversampling, None, 0, 255, "pressure oversampling setting") \
+    X(gas_intervals, gasIntvlList, Interval, 1, 65535,                                            \
+      "gas sample intervals with a heater profile")                                               \
+    X(heater_duration_ms, heaterDuration, Ms, 0, 65535, "heater on-time for each gas interval")   \
+    X(heater_temperature_c, heaterTemperature, Celsius, 0, 65535,                                 \
+      "heater temperature for each gas interval")                                                 \
+    X(allowed_intervals, allowedOutputIntvl, IntervalPerOutput, 1, 65535,                         \
+      "allowed sample intervals of this output (65535: empty)")                                   \
+    X(default_interval, defaultOutputIntvl, IntervalPerOutput, 1, 65535,                          \
+      "interval requested whenever a configuration is applied (65535: off)")                      \
+    X(base_interval, baseIntvl, Interval, 1, 65535, "longest interval between sensor-control calls")
 
 struct Engine {
     ChannelHub hub;
@@ -76,13 +95,13 @@ struct Engine {
     bool checkIfSensorRequired(uint8_t id, SensorSettings& settings, uint16_t& interval) const;
     static uint16_t getModHeatingDuration(float seconds);
 
-    // Hyper configuration and state (hyper_configuration.cpp).
-    void setHyperConfiguration();
-    int32_t setHyperConfiguration(const uint8_t* section, uint32_t length);
-    uint32_t getHyperConfiguration(uint8_t* work, uint32_t workSize, uint32_t minCount) const;
-    void setHyperState();
-    static int32_t setHyperState(const uint8_t* section, uint32_t length);
-    static uint32_t getHyperState() { return 0; }
+    // Hyper configuration and state (hyper_configuration.cpp): back to the defaults,
+    // the schedule back to its start, and the hyper section.
+    void configureDefaults();
+    void resetSchedule();
+    VORN_SECTION_FIELDS(kHyperSectionId, VORN_HYPER_CONFIGURATION, VORN_NO_FIELDS)
+    // An imported configuration takes effect at once.
+    void afterImport(SectionKind kind);
 
 private:
     void applyConfiguration();
@@ -106,10 +125,11 @@ int32_t sensorControl(Engine& v, int64_t timeNs, SensorSettings* settings);
 int32_t resetOutput(Engine& v, uint8_t id);
 int32_t getConfiguration(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
                          uint8_t* work, uint32_t workSize, uint32_t* blobSize);
-int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity, uint8_t* work,
-                 uint32_t workSize, uint32_t* blobSize);
+int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
+                 uint8_t* work, uint32_t workSize, uint32_t* blobSize);
 int32_t setConfiguration(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
                          uint32_t workSize);
-int32_t setState(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work, uint32_t workSize);
+int32_t setState(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+                 uint32_t workSize);
 
 }  // namespace vorn

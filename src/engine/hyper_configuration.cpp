@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "engine/engine.h"
-#include "serialization/section.h"
 
 namespace vorn {
 namespace {
@@ -56,16 +55,10 @@ constexpr std::array<float, kInputCount> kDefaultInputMax = {
     2000000.0f, 100.0f, 125.0f, 13200000.0f, kFloatMax, 2.0f, 2.0f, 9.0f};
 
 constexpr int32_t kResetTriggerStatus = RC_W_TRIGGER_TOO_SOON;
-constexpr uint32_t kHyperFieldCount = 7;
-// Oversampling bytes, heater profile, allowed intervals, default intervals, base interval.
-constexpr uint32_t kHyperFieldBytes = 3 + 24 + 168 + 28 + 2;
-
-static_assert(sizeof(Engine::allowedOutputIntvl) == 168, "84 intervals back to back");
-static_assert(sizeof(Engine::defaultOutputIntvl) == 28, "14 intervals back to back");
 
 }  // namespace
 
-void Engine::setHyperState() {
+void Engine::resetSchedule() {
     lastCallTimestamp = 0;
     lastRegularGasTimestamp = 0;
     lastOnDemandGasTimestamp = 0;
@@ -79,7 +72,7 @@ void Engine::setHyperState() {
     triggerStatus = kResetTriggerStatus;
 }
 
-void Engine::setHyperConfiguration() {
+void Engine::configureDefaults() {
     temperatureOversampling = kDefaultTemperatureOversampling;
     humidityOversampling = kDefaultHumidityOversampling;
     pressureOversampling = kDefaultPressureOversampling;
@@ -94,44 +87,8 @@ void Engine::setHyperConfiguration() {
     applyConfiguration();
 }
 
-// The input ranges are not part of the section: an import keeps them.
-int32_t Engine::setHyperConfiguration(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(kHyperSectionId, section, length, kHyperFieldBytes);
-    if (status != RC_OK) return status;
-    reader.read(temperatureOversampling)
-        .read(humidityOversampling)
-        .read(pressureOversampling)
-        .read(gasIntvlList)
-        .read(heaterDuration)
-        .read(heaterTemperature)
-        .read(allowedOutputIntvl)
-        .read(defaultOutputIntvl)
-        .read(baseIntvl);
-    applyConfiguration();
-    return RC_OK;
-}
-
-uint32_t Engine::getHyperConfiguration(uint8_t* work, uint32_t workSize, uint32_t minCount) const {
-    return SectionWriter(kHyperSectionId, work, workSize, kHyperFieldCount, minCount)
-        .add(temperatureOversampling)
-        .add(humidityOversampling)
-        .add(pressureOversampling)
-        .add(gasIntvlList)
-        .add(heaterDuration)
-        .add(heaterTemperature)
-        .add(allowedOutputIntvl)
-        .add(defaultOutputIntvl)
-        .add(baseIntvl)
-        .finish();
-}
-
-// The hyper state is never exported; a hyper section in a state blob is accepted
-// when its header is sound and otherwise ignored.
-int32_t Engine::setHyperState(const uint8_t* section, uint32_t length) {
-    uint32_t statedLength = 0;
-    uint32_t position = 0;
-    return checkSerializationHeader(kHyperSectionId, section, length, statedLength, position);
+void Engine::afterImport(SectionKind kind) {
+    if (kind == SectionKind::kConfiguration) applyConfiguration();
 }
 
 // Every output is requested again at its default interval and marked changed, so

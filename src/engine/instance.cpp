@@ -2,9 +2,9 @@
 // storage, all zero until first built; building it constructs the channel hub in
 // place (never through a temporary, so no call needs the instance's size in stack)
 // and then resets the hyper state and sets the hyper configuration's defaults.
-#include "engine/engine.h"
-
 #include <new>
+
+#include "engine/engine.h"
 
 namespace vorn {
 namespace {
@@ -25,8 +25,8 @@ bool constructed = false;
 void constructEngine() {
     Engine* v = ::new (static_cast<void*>(&storage.vorn)) Engine;
     constructed = true;
-    v->setHyperState();
-    v->setHyperConfiguration();
+    v->resetSchedule();
+    v->configureDefaults();
 }
 
 Engine& instance() {

@@ -153,7 +153,7 @@ ChannelHub::ChannelHub()
       baselineTracker(),
       heatCompensator(),
       statusTracker(),
-      humidityCorrector(channel::kHumidityCorrector),
+      humidityCorrector(),
       inputTimestamp{},
       outputTimestamp{},
       inputValue{},

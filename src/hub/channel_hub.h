@@ -29,12 +29,12 @@ namespace vorn {
 // Channel identifiers of the six modules; each is also the id of its module's
 // configuration and state sections. Ids 4, 6, 7 and 8 have no module.
 namespace channel {
-inline constexpr uint32_t kBaselineTracker = 1;
-inline constexpr uint32_t kIaqEstimator = 2;
-inline constexpr uint32_t kPreProcessor = 3;
-inline constexpr uint32_t kStatusTracker = 5;
-inline constexpr uint32_t kHeatCompensator = 9;
-inline constexpr uint32_t kHumidityCorrector = 10;
+inline constexpr uint32_t kBaselineTracker = GasHumidityBaselineTracker::kChannelId;
+inline constexpr uint32_t kIaqEstimator = IaqEstimator::kChannelId;
+inline constexpr uint32_t kPreProcessor = GasHumidityPreProcessor::kChannelId;
+inline constexpr uint32_t kStatusTracker = SensorStatusTracker::kChannelId;
+inline constexpr uint32_t kHeatCompensator = SensorHeatCompensator::kChannelId;
+inline constexpr uint32_t kHumidityCorrector = HumidityTemperatureCorrector::kChannelId;
 }  // namespace channel
 
 // Channels each output needs (bit c-1 for channel c), by output id - 1 (iv0).
@@ -103,16 +103,25 @@ struct ChannelHub {
     // Record one output's interval and lower its channels' and inputs' intervals to it.
     void updateOutputSamplIntvl(uint8_t id, uint16_t interval);
     void recalculateDownsampling();
-    // Hand channel id's current interval to its module (ids without a module, and 9, do nothing).
+    // Hand channel id's current interval to its module (ids without a module do nothing).
     void updateChannelInterfaceDependency(uint32_t id);
 
     // Section routing by channel id: length 0 / RC_E_SECTION_UNKNOWN for ids without a module.
-    uint32_t getChannelConfiguration(uint32_t id, uint8_t* work, uint32_t workSize,
-                                     uint32_t minCount) const;
-    uint32_t getChannelState(uint32_t id, uint8_t* work, uint32_t workSize,
-                             uint32_t minCount) const;
-    int32_t configureChannel(uint32_t id, const uint8_t* section, uint32_t length);
-    int32_t setChannelState(uint32_t id, const uint8_t* section, uint32_t length);
+    uint32_t exportChannelSection(SectionKind kind, uint32_t id, uint8_t* work,
+                                  uint32_t workSize) const;
+    [[nodiscard]] int32_t importChannelSection(SectionKind kind, uint32_t id,
+                                               const uint8_t* section, uint32_t length);
+
+    // Calls visit(module) for each of the six modules in channel id order.
+    template <typename Self, typename Visit>
+    static void forEachModule(Self& self, Visit&& visit) {
+        visit(self.baselineTracker);
+        visit(self.iaqEstimator);
+        visit(self.preProcessor);
+        visit(self.statusTracker);
+        visit(self.heatCompensator);
+        visit(self.humidityCorrector);
+    }
 };
 
 }  // namespace vorn

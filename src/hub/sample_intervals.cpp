@@ -12,11 +12,6 @@ namespace {
 
 constexpr uint16_t kNoDownsampling = 1;
 
-// Channel ids in the order their factors are computed.
-constexpr std::array<uint32_t, 6> kChannelIds = {
-    channel::kBaselineTracker, channel::kIaqEstimator,    channel::kPreProcessor,
-    channel::kStatusTracker,   channel::kHeatCompensator, channel::kHumidityCorrector};
-
 constexpr bool hasBit(uint32_t mask, uint32_t id) {
     return ((mask >> (id - 1)) & 1u) != 0;
 }
@@ -81,40 +76,22 @@ void ChannelHub::updateOutputSamplIntvl(uint8_t id, uint16_t interval) {
 }
 
 void ChannelHub::recalculateDownsampling() {
-    for (const uint32_t id : kChannelIds) {
-        const int k = channelIndex(id);
+    forEachModule(*this, [this](const auto& module) {
+        const int k = channelIndex(module.kChannelId);
         const uint16_t interval = channelSamplIntvl[k];
-        if (interval == kIntervalOff) continue;
-        const uint16_t source = slowestSource(*this, id);
+        if (interval == kIntervalOff) return;
+        const uint16_t source = slowestSource(*this, module.kChannelId);
         // Without an active source the factor stays as the reset left it.
         if (source != 0) downsamplingFactor[k] = roundedRatio(interval, source);
-    }
+    });
 }
 
 void ChannelHub::updateChannelInterfaceDependency(uint32_t id) {
     if (!isChannelId(id)) return;
     const uint16_t interval = channelSamplIntvl[channelIndex(id)];
-    switch (id) {
-        case channel::kBaselineTracker:
-            baselineTracker.updateInterfaceDependency(interval);
-            break;
-        case channel::kIaqEstimator:
-            iaqEstimator.updateInterfaceDependency(interval);
-            break;
-        case channel::kPreProcessor:
-            preProcessor.updateInterfaceDependency(interval);
-            break;
-        case channel::kStatusTracker:
-            statusTracker.updateInterfaceDependency(interval);
-            break;
-        case channel::kHumidityCorrector:
-            humidityCorrector.updateInterfaceDependency(interval);
-            break;
-        default:
-            // The heat compensator reads the baseline tracker's interval at every
-            // step instead; it has nothing to recompute here.
-            break;
-    }
+    forEachModule(*this, [id, interval](auto& module) {
+        if (module.kChannelId == id) module.updateInterfaceDependency(interval);
+    });
 }
 
 }  // namespace vorn

@@ -9,13 +9,11 @@
 
 #include "identifiers/identifiers.h"
 #include "math/numeric.h"
-#include "serialization/section.h"
 
 namespace vorn {
 
 namespace {
 
-constexpr uint32_t kChannelId = 1;
 constexpr uint8_t kResetInBandCount = 2;
 constexpr uint8_t kResetInBandThreshold = 2;
 constexpr uint8_t kInBandCountMax = 255;
@@ -96,8 +94,7 @@ uint32_t samplesPerWindow(uint16_t interval) {
 }  // namespace
 
 GasHumidityBaselineTracker::GasHumidityBaselineTracker()
-    : channelId(kChannelId),
-      humiditySlope(kDefaultHumiditySlope),
+    : humiditySlope(kDefaultHumiditySlope),
       temperatureMin(kDefaultTemperatureMin),
       temperatureMax(kDefaultTemperatureMax),
       humidityMin(kDefaultHumidityMin),
@@ -282,86 +279,6 @@ void GasHumidityBaselineTracker::doStep(uint8_t accumulatedFlag, uint8_t continu
         classifyTrack(*this, 1, x, flagsSet);
     }
     writeBounds(*this, x, bounds);
-}
-
-namespace {
-constexpr uint32_t kConfigurationFields = 7;
-constexpr uint32_t kConfigurationBytes = 44;  // after the header
-constexpr uint32_t kStateFields = 11;
-constexpr uint32_t kStateBytes = 41;  // after the header
-}  // namespace
-
-uint32_t GasHumidityBaselineTracker::getConfiguration(uint8_t* buffer, uint32_t capacity,
-                                                      uint32_t minCount) const {
-    // Pairs of bytes travel as one 2-byte field, as they sit in the record.
-    const std::array<int8_t, 2> temperatureRange = {temperatureMin, temperatureMax};
-    const std::array<uint8_t, 2> humidityRange = {humidityMin, humidityMax};
-    return SectionWriter(channelId, buffer, capacity, kConfigurationFields, minCount)
-        .add(decayTimeConstant)
-        .add(riseTime)
-        .add(humiditySlope)
-        .add(holdOffTarget)
-        .add(temperatureRange)
-        .add(humidityRange)
-        .add(holdOffExponent)
-        .finish();
-}
-
-uint32_t GasHumidityBaselineTracker::getState(uint8_t* buffer, uint32_t capacity,
-                                              uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kStateFields, minCount)
-        .add(robustMax)
-        .add(robustMin)
-        .add(reserved1)
-        .add(reserved2)
-        .add(samplIntvl)
-        .add(inBandCount)
-        .add(trackStatus)
-        .add(holdOffRemaining)
-        .add(stepSeconds)
-        .add(rangeScale)
-        .add(inBandThreshold)
-        .finish();
-}
-
-int32_t GasHumidityBaselineTracker::configure(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kConfigurationBytes);
-    if (status != RC_OK) return status;
-    std::array<int8_t, 2> temperatureRange{};
-    std::array<uint8_t, 2> humidityRange{};
-    reader.read(decayTimeConstant)
-        .read(riseTime)
-        .read(humiditySlope)
-        .read(holdOffTarget)
-        .read(temperatureRange)
-        .read(humidityRange)
-        .read(holdOffExponent);
-    temperatureMin = temperatureRange[0];
-    temperatureMax = temperatureRange[1];
-    humidityMin = humidityRange[0];
-    humidityMax = humidityRange[1];
-    refreshFilterCoefficients();
-    return RC_OK;
-}
-
-int32_t GasHumidityBaselineTracker::setState(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kStateBytes);
-    if (status != RC_OK) return status;
-    reader.read(robustMax)
-        .read(robustMin)
-        .read(reserved1)
-        .read(reserved2)
-        .read(samplIntvl)
-        .read(inBandCount)
-        .read(trackStatus)
-        .read(holdOffRemaining)
-        .read(stepSeconds)
-        .read(rangeScale)
-        .read(inBandThreshold);
-    refreshFilterCoefficients();
-    return RC_OK;
 }
 
 }  // namespace vorn

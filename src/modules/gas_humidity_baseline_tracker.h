@@ -17,6 +17,8 @@
 #include <array>
 #include <cstdint>
 
+#include "serialization/section.h"
+
 namespace vorn {
 
 // Handed to the IAQ estimator in the same step.
@@ -35,8 +37,43 @@ constexpr float bandRatio(uint16_t interval) {
     return 0.7746f;
 }
 
+// Configuration section: X(wire name, member, unit, lowest, highest, help).
+#define VORN_BASELINE_TRACKER_CONFIGURATION(X)                                                  \
+    X(decay_time_constant, decayTimeConstant, Seconds, 1e-30, 3.4e38,                           \
+      "relaxation time constant of track 1 and 2")                                              \
+    X(rise_time, riseTime, Seconds, 1e-30, 3.4e38, "time for a bound to rise by its full step") \
+    X(humidity_slope, humiditySlope, None, -3.4e38, 3.4e38,                                     \
+      "humidity compensation slope: other intervals, 1800, 300, 100")                           \
+    X(hold_off_target, holdOffTarget, Seconds, 0, 65535,                                        \
+      "hold-off an event of kind 1 / 2 moves toward")                                           \
+    X(temperature_min, temperatureMin, Celsius, -128, 127,                                      \
+      "lowest temperature at which tracking runs")                                              \
+    X(temperature_max, temperatureMax, Celsius, -128, 127,                                      \
+      "highest temperature at which tracking runs")                                             \
+    X(humidity_min, humidityMin, Percent, 0, 100, "lowest humidity at which tracking runs")     \
+    X(humidity_max, humidityMax, Percent, 0, 100, "highest humidity at which tracking runs")    \
+    X(hold_off_exponent, holdOffExponent, None, -3.4e38, 3.4e38,                                \
+      "exponent of an event of kind 1 / 2")
+
+// State section.
+#define VORN_BASELINE_TRACKER_STATE(X)                                                          \
+    X(robust_max, robustMax, None, -3.4e38, 3.4e38,                                             \
+      "learnt upper bound of compensated log gas, track 1 / 2")                                 \
+    X(robust_min, robustMin, None, -3.4e38, 3.4e38,                                             \
+      "learnt lower bound, track 1 / 2 (0: not seeded)")                                        \
+    X(reserved1, reserved1, None, 0, 65535, "carried, unused")                                  \
+    X(reserved2, reserved2, None, 0, 65535, "carried, unused")                                  \
+    X(sample_interval, samplIntvl, Interval, 0, 65535, "interval the derived values belong to") \
+    X(in_band_count, inBandCount, None, 0, 255, "consecutive in-band steps, track 1 / 2")       \
+    X(track_status, trackStatus, None, -3.4e38, 3.4e38, "status 0..3 of track 1 / 2")           \
+    X(hold_off_remaining, holdOffRemaining, Seconds, 0, 65535,                                  \
+      "hold-off left before tracking resumes")                                                  \
+    X(step_seconds, stepSeconds, Seconds, 0, 65535, "sample interval in whole seconds")         \
+    X(range_scale, rangeScale, None, -3.4e38, 3.4e38, "scale of band widths and rise steps")    \
+    X(in_band_threshold, inBandThreshold, None, 0, 255, "in-band steps needed for status 3")
+
 struct GasHumidityBaselineTracker {
-    uint32_t channelId;                      // 1
+    static constexpr uint32_t kChannelId = 1;
     uint16_t samplIntvl;                     // last applied interval; 65535 = none
     float rangeScale;                        // derived
     std::array<float, 2> robustMax;          // 0.0 = not seeded
@@ -82,12 +119,10 @@ struct GasHumidityBaselineTracker {
     // One update of one bound of track 1 or 2 towards x.
     void filterRobustMaxMin(float& bound, bool lowerBound, uint8_t track, float x) const;
 
-    // Sections: configuration 48 bytes, state 45 bytes (header included).
-    uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    // RC_OK, RC_E_SECTION_SHORT or RC_E_SECTION_UNKNOWN; nothing changes on failure.
-    int32_t configure(const uint8_t* section, uint32_t length);
-    int32_t setState(const uint8_t* section, uint32_t length);
+    VORN_SECTION_FIELDS(kChannelId, VORN_BASELINE_TRACKER_CONFIGURATION,
+                        VORN_BASELINE_TRACKER_STATE)
+    // Both sections carry fields the cached coefficients follow.
+    void afterImport(SectionKind /*kind*/) { refreshFilterCoefficients(); }
 };
 
 }  // namespace vorn

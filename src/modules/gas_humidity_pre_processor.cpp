@@ -2,8 +2,6 @@
 // signals and derives the smoothing coefficients from the bandwidths.
 #include "modules/gas_humidity_pre_processor.h"
 
-#include "serialization/section.h"
-
 namespace vorn {
 
 namespace {
@@ -12,9 +10,6 @@ namespace {
 // seeded log gas state never returns to 0.0 (the "not seeded" mark) by itself.
 constexpr float kGasResistanceFloor = 10.0f;
 constexpr float kUnitsPerSecond = 100.0f;  // one interval unit is 10 ms
-
-constexpr uint32_t kSectionFields = 1;
-constexpr uint32_t kSectionBytes = sizeof(Vec3);
 
 }  // namespace
 
@@ -50,36 +45,6 @@ void GasHumidityPreProcessor::updateInterfaceDependency(uint16_t interval) {
         if (w[i] > 1.0f) w[i] = 1.0f;
     }
     setCoeffFromBandwidth(gasFilter.coeff, w);
-}
-
-uint32_t GasHumidityPreProcessor::getConfiguration(uint8_t* buffer, uint32_t capacity,
-                                                   uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kSectionFields, minCount)
-        .add(bandwidth)
-        .finish();
-}
-
-uint32_t GasHumidityPreProcessor::getState(uint8_t* buffer, uint32_t capacity,
-                                           uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kSectionFields, minCount)
-        .add(gasFilter.state)
-        .finish();
-}
-
-int32_t GasHumidityPreProcessor::configure(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kSectionBytes);
-    if (status != RC_OK) return status;
-    reader.read(bandwidth);
-    return RC_OK;
-}
-
-int32_t GasHumidityPreProcessor::setState(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kSectionBytes);
-    if (status != RC_OK) return status;
-    reader.read(gasFilter.state);
-    return RC_OK;
 }
 
 }  // namespace vorn

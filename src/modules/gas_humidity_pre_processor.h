@@ -12,11 +12,19 @@
 #include <cstdint>
 
 #include "math/exp_smoothing.h"
+#include "serialization/section.h"
 
 namespace vorn {
 
+// Configuration and state sections: X(wire name, member, unit, lowest, highest, help).
+#define VORN_PRE_PROCESSOR_CONFIGURATION(X)   \
+    X(bandwidth, bandwidth, Hertz, 0, 3.4e38, \
+      "smoothing bandwidth of log gas, temperature, humidity")
+#define VORN_PRE_PROCESSOR_STATE(X)                         \
+    X(filter_state, gasFilter.state, None, -3.4e38, 3.4e38, \
+      "smoothed log10 gas, temperature, humidity")
+
 struct GasHumidityPreProcessor {
-    uint32_t channelId;             // 3
     ExpSmoothingVorn<3> gasFilter;  // log gas, temperature, humidity; state[0] 0.0 = not seeded
     Vec3 bandwidth;                 // Hz, per element (configuration)
 
@@ -24,8 +32,7 @@ struct GasHumidityPreProcessor {
     // The gas signal gets eight times the bandwidth of temperature and humidity.
     static constexpr Vec3 kDefaultBandwidth = {0.02f, 0.0025f, 0.0025f};  // Hz
 
-    constexpr GasHumidityPreProcessor()
-        : channelId(kChannelId), gasFilter(), bandwidth(kDefaultBandwidth) {}
+    constexpr GasHumidityPreProcessor() : gasFilter(), bandwidth(kDefaultBandwidth) {}
 
     // Bandwidths 0.02, 0.0025, 0.0025 Hz and the filter states 0.0.
     void reset();
@@ -39,13 +46,9 @@ struct GasHumidityPreProcessor {
     // Recompute the three coefficients for the interval (10 ms units).
     void updateInterfaceDependency(uint16_t interval);
 
-    // Sections (written for the hub), 16 bytes each with the header:
-    // configuration = bandwidth, state = filter state (3 x f32 each). Readers return
-    // RC_E_SECTION_SHORT or RC_E_SECTION_UNKNOWN and change nothing, else RC_OK.
-    uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    int32_t configure(const uint8_t* section, uint32_t length);
-    int32_t setState(const uint8_t* section, uint32_t length);
+    // Configuring stores the bandwidths only; the coefficients follow at the next
+    // interval update.
+    VORN_SECTION_FIELDS(kChannelId, VORN_PRE_PROCESSOR_CONFIGURATION, VORN_PRE_PROCESSOR_STATE)
 };
 
 }  // namespace vorn

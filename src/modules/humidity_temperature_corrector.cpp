@@ -3,7 +3,6 @@
 #include "modules/humidity_temperature_corrector.h"
 
 #include "math/numeric.h"
-#include "serialization/section.h"
 
 namespace vorn {
 
@@ -16,10 +15,6 @@ constexpr float kUnitsPerSecond = 100.0f;  // one interval unit is 10 ms
 // log of 0 % would be -infinity; the smallest humidity taken is just above it.
 constexpr float kMinHumidity = 0.0001f;  // %
 constexpr float kMaxHumidity = 100.0f;   // %
-
-constexpr uint32_t kSectionFields = 1;
-constexpr uint32_t kConfigurationBytes = sizeof(std::array<float, 2>);
-constexpr uint32_t kStateBytes = sizeof(float);
 
 float clampHumidity(float humidity) {
     if (humidity <= 0.0f) return kMinHumidity;
@@ -51,36 +46,6 @@ void HumidityTemperatureCorrector::updateInterfaceDependency(uint16_t interval) 
     float w = kTemperatureBandwidth / halfSampleRate;
     if (w > 1.0f) w = 1.0f;
     temperatureFilter.coeff[0] = coeffFromBandwidth(w);
-}
-
-uint32_t HumidityTemperatureCorrector::getConfiguration(uint8_t* buffer, uint32_t capacity,
-                                                        uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kSectionFields, minCount)
-        .add(humidityPoly)
-        .finish();
-}
-
-uint32_t HumidityTemperatureCorrector::getState(uint8_t* buffer, uint32_t capacity,
-                                                uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kSectionFields, minCount)
-        .add(temperatureFilter.state[0])
-        .finish();
-}
-
-int32_t HumidityTemperatureCorrector::configure(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kConfigurationBytes);
-    if (status != RC_OK) return status;
-    reader.read(humidityPoly);
-    return RC_OK;
-}
-
-int32_t HumidityTemperatureCorrector::setState(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kStateBytes);
-    if (status != RC_OK) return status;
-    reader.read(temperatureFilter.state[0]);
-    return RC_OK;
 }
 
 }  // namespace vorn

@@ -13,16 +13,24 @@
 #include <cstdint>
 
 #include "math/exp_smoothing.h"
+#include "serialization/section.h"
 
 namespace vorn {
 
+// Configuration and state sections: X(wire name, member, unit, lowest, highest, help).
+#define VORN_HUMIDITY_CORRECTOR_CONFIGURATION(X)          \
+    X(humidity_poly, humidityPoly, None, -3.4e38, 3.4e38, \
+      "humidity correction p0 * h + p1, added to h")
+#define VORN_HUMIDITY_CORRECTOR_STATE(X)                                           \
+    X(temperature_filter_state, temperatureFilter.state, Celsius, -3.4e38, 3.4e38, \
+      "smoothed chip temperature (0: unseeded)")
+
 struct HumidityTemperatureCorrector {
-    uint32_t channelId;                     // 10
+    static constexpr uint32_t kChannelId = 10;
     ExpSmoothingVorn<1> temperatureFilter;  // C; state 0.0 = not seeded
     std::array<float, 2> humidityPoly;      // p0, p1 (configuration); 0, 0 = no correction
 
-    constexpr explicit HumidityTemperatureCorrector(uint32_t id)
-        : channelId(id), temperatureFilter(), humidityPoly{0.0f, 0.0f} {}
+    constexpr HumidityTemperatureCorrector() : temperatureFilter(), humidityPoly{0.0f, 0.0f} {}
 
     // Polynomial 0, 0 and filter state 0.0.
     void reset();
@@ -34,13 +42,9 @@ struct HumidityTemperatureCorrector {
     // Recompute the filter coefficient for the interval (10 ms units).
     void updateInterfaceDependency(uint16_t interval);
 
-    // Configuration: humidityPoly (2 x f32); 12 bytes with header. State: the filter
-    // state (f32); 8 bytes with header. Configuring leaves the filter alone. Readers
-    // return RC_E_SECTION_SHORT or RC_E_SECTION_UNKNOWN and change nothing, else RC_OK.
-    uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    int32_t configure(const uint8_t* section, uint32_t length);
-    int32_t setState(const uint8_t* section, uint32_t length);
+    // Configuring leaves the filter alone.
+    VORN_SECTION_FIELDS(kChannelId, VORN_HUMIDITY_CORRECTOR_CONFIGURATION,
+                        VORN_HUMIDITY_CORRECTOR_STATE)
 };
 
 }  // namespace vorn

@@ -7,13 +7,10 @@
 
 #include "identifiers/identifiers.h"
 #include "math/numeric.h"
-#include "serialization/section.h"
 
 namespace vorn {
 
 namespace {
-
-constexpr uint32_t kChannelId = 2;
 
 // Configuration defaults.
 constexpr uint16_t kDefaultIndexUpperLimit = 500;
@@ -39,8 +36,7 @@ enum Result : std::size_t { kIndex, kFixedScale, kLinear, kExponential, kGasPerc
 }  // namespace
 
 IaqEstimator::IaqEstimator()
-    : channelId(kChannelId),
-      indexUpperLimit(kDefaultIndexUpperLimit),
+    : indexUpperLimit(kDefaultIndexUpperLimit),
       indexLowerLimit(kDefaultIndexLowerLimit),
       indexScale(kDefaultIndexScale),
       indexOffset(kDefaultIndexOffset),
@@ -134,61 +130,6 @@ void IaqEstimator::doStep(const BaselineBounds& bounds, IaqResults& results, flo
     results[kExponential] = {
         std::fmin(static_cast<float>(expUpperLimit), std::fmax(kExpFloor, exponential)), s1};
     results[kGasPercent] = {std::fmin(kPercentFull, percent), s2};
-}
-
-namespace {
-constexpr uint32_t kConfigurationFields = 8;
-constexpr uint32_t kConfigurationBytes = 24;  // after the header
-constexpr uint32_t kStateFields = 2;
-constexpr uint32_t kStateBytes = 8;  // after the header
-}  // namespace
-
-uint32_t IaqEstimator::getConfiguration(uint8_t* buffer, uint32_t capacity,
-                                        uint32_t minCount) const {
-    const std::array<float, 2> linearSlopes = {linearSlopeLow, linearSlopeHigh};
-    return SectionWriter(channelId, buffer, capacity, kConfigurationFields, minCount)
-        .add(indexLowerLimit)
-        .add(indexUpperLimit)
-        .add(indexScale)
-        .add(indexOffset)
-        .add(linearSlopes)
-        .add(linearBase)
-        .add(expValueHigh)
-        .add(expValueLow)
-        .finish();
-}
-
-uint32_t IaqEstimator::getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kStateFields, minCount)
-        .add(heldIndex)
-        .add(heldFixedScaleIndex)
-        .finish();
-}
-
-int32_t IaqEstimator::configure(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kConfigurationBytes);
-    if (status != RC_OK) return status;
-    std::array<float, 2> linearSlopes{};
-    reader.read(indexLowerLimit)
-        .read(indexUpperLimit)
-        .read(indexScale)
-        .read(indexOffset)
-        .read(linearSlopes)
-        .read(linearBase)
-        .read(expValueHigh)
-        .read(expValueLow);
-    linearSlopeLow = linearSlopes[0];
-    linearSlopeHigh = linearSlopes[1];
-    return RC_OK;
-}
-
-int32_t IaqEstimator::setState(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kStateBytes);
-    if (status != RC_OK) return status;
-    reader.read(heldIndex).read(heldFixedScaleIndex);
-    return RC_OK;
 }
 
 }  // namespace vorn

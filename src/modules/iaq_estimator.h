@@ -15,6 +15,7 @@
 #include <cstdint>
 
 #include "modules/gas_humidity_baseline_tracker.h"
+#include "serialization/section.h"
 
 namespace vorn {
 
@@ -26,8 +27,29 @@ struct IaqResult {
 // In output order: IAQ index, fixed scale, linear, exponential, gas percent.
 using IaqResults = std::array<IaqResult, 5>;
 
+// Configuration section: X(wire name, member, unit, lowest, highest, help).
+#define VORN_IAQ_ESTIMATOR_CONFIGURATION(X)                                                        \
+    X(index_lower_limit, indexLowerLimit, None, 0, 255, "lower bound of both indices")             \
+    X(index_upper_limit, indexUpperLimit, None, 0, 65535, "upper bound of the IAQ index")          \
+    X(index_scale, indexScale, None, 1, 65535, "index span from the upper to the lower bound")     \
+    X(index_offset, indexOffset, None, 0, 255, "index value at the upper bound")                   \
+    X(linear_slope_low, linearSlopeLow, None, -3.4e38, 3.4e38,                                     \
+      "linear estimate slope up to the knee")                                                      \
+    X(linear_slope_high, linearSlopeHigh, None, -3.4e38, 3.4e38,                                   \
+      "linear estimate slope above the knee")                                                      \
+    X(linear_base, linearBase, None, 0, 65535, "base and floor of the linear estimate")            \
+    X(exp_value_high, expValueHigh, None, 1e-30, 3.4e38, "exponential estimate at offset + scale") \
+    X(exp_value_low, expValueLow, None, 1e-30, 3.4e38, "exponential estimate at the offset")
+
+// State section.
+#define VORN_IAQ_ESTIMATOR_STATE(X)                                       \
+    X(held_index, heldIndex, None, -3.4e38, 3.4e38,                       \
+      "IAQ index held from the last step with full progress")             \
+    X(held_fixed_scale_index, heldFixedScaleIndex, None, -3.4e38, 3.4e38, \
+      "fixed-scale index held likewise")
+
 struct IaqEstimator {
-    uint32_t channelId;  // 2
+    static constexpr uint32_t kChannelId = 2;
     uint16_t indexUpperLimit;
     uint8_t indexLowerLimit;
     uint16_t indexScale;
@@ -55,13 +77,8 @@ struct IaqEstimator {
     void doStep(const BaselineBounds& bounds, IaqResults& results, float compensated,
                 float progress);
 
-    // Sections: configuration 28 bytes, state 12 bytes (header included).
-    uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    // RC_OK, RC_E_SECTION_SHORT or RC_E_SECTION_UNKNOWN; nothing changes on failure.
     // A configuration takes effect in the derived fields at the next interval update.
-    int32_t configure(const uint8_t* section, uint32_t length);
-    int32_t setState(const uint8_t* section, uint32_t length);
+    VORN_SECTION_FIELDS(kChannelId, VORN_IAQ_ESTIMATOR_CONFIGURATION, VORN_IAQ_ESTIMATOR_STATE)
 };
 
 }  // namespace vorn

@@ -4,7 +4,6 @@
 
 #include "identifiers/identifiers.h"
 #include "math/numeric.h"
-#include "serialization/section.h"
 
 namespace vorn {
 
@@ -13,11 +12,6 @@ namespace {
 constexpr double kNanosPerSecond = 1e9;
 constexpr uint16_t kFixedTermInterval = 1800;  // uses fixedCompensation
 constexpr int kNoClass = -1;
-
-constexpr uint32_t kConfigurationFields = 5;
-constexpr uint32_t kConfigurationBytes = 4 * sizeof(std::array<float, 5>) + sizeof(float);
-constexpr uint32_t kStateFields = 1;
-constexpr uint32_t kStateBytes = sizeof(int64_t);
 
 // Gas intervals (10 ms units) that have fitted coefficients, with their index
 // (interval class - 1). Class 3 is carried but never chosen.
@@ -65,40 +59,6 @@ float SensorHeatCompensator::doStep(int64_t gasTimestamp, int64_t temperatureTim
     // The reference moves only after the term used the previous gas step.
     if (gasTimestamp != kNoTimestamp) prevGasTimestamp = gasTimestamp;
     return (temperature - heating) - temperatureOffset;
-}
-
-uint32_t SensorHeatCompensator::getConfiguration(uint8_t* buffer, uint32_t capacity,
-                                                 uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kConfigurationFields, minCount)
-        .add(coeffA)
-        .add(coeffC)
-        .add(coeffB)
-        .add(coeffD)
-        .add(fixedCompensation)
-        .finish();
-}
-
-uint32_t SensorHeatCompensator::getState(uint8_t* buffer, uint32_t capacity,
-                                         uint32_t minCount) const {
-    return SectionWriter(channelId, buffer, capacity, kStateFields, minCount)
-        .add(prevGasTimestamp)
-        .finish();
-}
-
-int32_t SensorHeatCompensator::configure(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kConfigurationBytes);
-    if (status != RC_OK) return status;
-    reader.read(coeffA).read(coeffC).read(coeffB).read(coeffD).read(fixedCompensation);
-    return RC_OK;
-}
-
-int32_t SensorHeatCompensator::setState(const uint8_t* section, uint32_t length) {
-    SectionReader reader;
-    const int32_t status = reader.open(channelId, section, length, kStateBytes);
-    if (status != RC_OK) return status;
-    reader.read(prevGasTimestamp);
-    return RC_OK;
 }
 
 }  // namespace vorn

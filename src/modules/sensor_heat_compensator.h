@@ -13,10 +13,27 @@
 #include <array>
 #include <cstdint>
 
+#include "serialization/section.h"
+
 namespace vorn {
 
+// Configuration section: X(wire name, member, unit, lowest, highest, help).
+#define VORN_HEAT_COMPENSATOR_CONFIGURATION(X)                                                     \
+    X(coeff_a, coeffA, None, -3.4e38, 3.4e38, "heating term numerator slope, by interval class")   \
+    X(coeff_c, coeffC, None, -3.4e38, 3.4e38,                                                      \
+      "heating term numerator constant, by interval class")                                        \
+    X(coeff_b, coeffB, None, -3.4e38, 3.4e38, "heating term denominator slope, by interval class") \
+    X(coeff_d, coeffD, None, -3.4e38, 3.4e38,                                                      \
+      "heating term denominator constant, by interval class")                                      \
+    X(fixed_compensation, fixedCompensation, Celsius, -3.4e38, 3.4e38,                             \
+      "heating term at gas interval 1800")
+
+// State section.
+#define VORN_HEAT_COMPENSATOR_STATE(X)                                    \
+    X(prev_gas_timestamp, prevGasTimestamp, Nanoseconds, -9.2e18, 9.2e18, \
+      "last gas step seen (2^63-1: none)")
+
 struct SensorHeatCompensator {
-    uint32_t channelId;           // 9
     std::array<float, 5> coeffA;  // by interval class 1..5
     std::array<float, 5> coeffC;
     std::array<float, 5> coeffB;
@@ -29,8 +46,7 @@ struct SensorHeatCompensator {
     // h(t) = (A t + C) / (B t + t^2 + D) with t in s since the last gas step, by
     // interval class: 30000, 6000, (unused), 300, 100 (10 ms units).
     constexpr SensorHeatCompensator()
-        : channelId(kChannelId),
-          coeffA{0.0737f, 0.0f, 0.0f, 0.1101f, 1.6836f},
+        : coeffA{0.0737f, 0.0f, 0.0f, 0.1101f, 1.6836f},
           coeffC{5.0f, 0.0f, 0.0f, 0.1375f, 0.1639f},
           coeffB{-3.1914f, 0.0f, 0.0f, -0.738f, 0.7509f},
           coeffD{4.1036f, 0.0f, 0.0f, 0.4453f, -1.0409f},
@@ -44,14 +60,12 @@ struct SensorHeatCompensator {
     float doStep(int64_t gasTimestamp, int64_t temperatureTimestamp, uint16_t gasInterval,
                  float temperature, float temperatureOffset);
 
-    // Configuration: coeffA, coeffC, coeffB, coeffD (5 x f32 each), fixedCompensation;
-    // 88 bytes with header. State: prevGasTimestamp (i64); 12 bytes with header.
-    // Readers return RC_E_SECTION_SHORT or RC_E_SECTION_UNKNOWN and change nothing,
-    // else RC_OK.
-    uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    int32_t configure(const uint8_t* section, uint32_t length);
-    int32_t setState(const uint8_t* section, uint32_t length);
+    // The heating term follows the gas interval handed to each step: nothing is
+    // derived from the channel's own interval.
+    void updateInterfaceDependency(uint16_t /*interval*/) {}
+
+    VORN_SECTION_FIELDS(kChannelId, VORN_HEAT_COMPENSATOR_CONFIGURATION,
+                        VORN_HEAT_COMPENSATOR_STATE)
 };
 
 }  // namespace vorn

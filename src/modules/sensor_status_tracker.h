@@ -17,34 +17,50 @@
 
 #include <cstdint>
 
+#include "serialization/section.h"
+
 namespace vorn {
 
+// Configuration section: X(wire name, member, unit, lowest, highest, help).
+#define VORN_STATUS_TRACKER_CONFIGURATION(X)                                      \
+    X(accumulated_time_required, accumulatedTimeRequired, Nanoseconds, 0, 3.4e38, \
+      "operating time that sets the accumulated-time flag")                       \
+    X(gap_factor, gapFactor, None, 1, 127, "sample intervals (x1.5) that still count as continuous")
+
+// State section.
+#define VORN_STATUS_TRACKER_STATE(X)                                                             \
+    X(last_timestamp, lastTimestamp, Nanoseconds, -9.2e18, 9.2e18,                               \
+      "time stamp of the previous gas step")                                                     \
+    X(accumulated_time, accumulatedTime, Nanoseconds, -3.4e38, 3.4e38, "operating time counted") \
+    X(continuous_time, continuousTime, Nanoseconds, -3.4e38, 3.4e38,                             \
+      "uninterrupted operating time counted")                                                    \
+    X(accumulated_time_reached, accumulatedTimeReached, None, 0, 1, "accumulated-time flag")     \
+    X(continuous_time_reached, continuousTimeReached, None, 0, 1, "continuous-time flag")
+
 struct SensorStatusTracker {
-    uint32_t channelId;              // 5; section id of both sections
-    int64_t lastTimestamp;           // ns of the previous step; 0 = none
-    float continuousTime;            // ns of uninterrupted operation counted
-    float accumulatedTime;           // ns of operation counted, kept across gaps
-    float accumulatedTimeRequired;   // ns (configuration)
-    float continuousTimeRequired;    // ns (derived from the interval)
-    int64_t maxGap;                  // ns; longest continuous step (derived)
-    int8_t gapFactor;                // intervals in the gap limit, before x1.5 (configuration)
-    uint8_t accumulatedTimeReached;  // flag
-    uint8_t continuousTimeReached;   // flag
+    int64_t lastTimestamp;          // ns of the previous step; 0 = none
+    float continuousTime;           // ns of uninterrupted operation counted
+    float accumulatedTime;          // ns of operation counted, kept across gaps
+    float accumulatedTimeRequired;  // ns (configuration)
+    float continuousTimeRequired;   // ns (derived from the interval)
+    int64_t maxGap;                 // ns; longest continuous step (derived)
+    int8_t gapFactor;               // intervals in the gap limit, before x1.5 (configuration)
+    bool accumulatedTimeReached;
+    bool continuousTimeReached;
 
     static constexpr uint32_t kChannelId = 5;
     static constexpr float kDefaultContinuousTimeRequired = 1.2e12f;  // ns: 1200 s
 
     constexpr SensorStatusTracker()
-        : channelId(kChannelId),
-          lastTimestamp(0),
+        : lastTimestamp(0),
           continuousTime(0.0f),
           accumulatedTime(0.0f),
           accumulatedTimeRequired(0.0f),
           continuousTimeRequired(kDefaultContinuousTimeRequired),
           maxGap(0),
           gapFactor(1),
-          accumulatedTimeReached(0),
-          continuousTimeReached(0) {}
+          accumulatedTimeReached(false),
+          continuousTimeReached(false) {}
 
     // One step with the gas time stamp t (ns): the two flags and the continuous-time
     // progress (0..1) out. Earlier or repeated time stamps are not errors: earlier is
@@ -54,15 +70,8 @@ struct SensorStatusTracker {
     // stop the continuous clock for 65535 (the accumulated clock is kept).
     void updateInterfaceDependency(uint16_t interval);
 
-    // Configuration: accumulatedTimeRequired (f32), gapFactor (i8); 9 bytes with header.
-    // State: lastTimestamp (i64), accumulatedTime, continuousTime (f32), the two flags
-    // (u8); 22 bytes with header. Readers return RC_E_SECTION_SHORT or
-    // RC_E_SECTION_UNKNOWN and change nothing, else RC_OK; reading a configuration
-    // does not re-derive maxGap.
-    uint32_t getConfiguration(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    uint32_t getState(uint8_t* buffer, uint32_t capacity, uint32_t minCount) const;
-    int32_t configure(const uint8_t* section, uint32_t length);
-    int32_t setState(const uint8_t* section, uint32_t length);
+    // Reading a configuration does not re-derive maxGap.
+    VORN_SECTION_FIELDS(kChannelId, VORN_STATUS_TRACKER_CONFIGURATION, VORN_STATUS_TRACKER_STATE)
 };
 
 }  // namespace vorn

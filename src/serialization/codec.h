@@ -43,10 +43,4 @@ void parseAndDeserialize(const uint8_t* buffer, uint32_t& position, T& field) {
     position += sizeof(T);
 }
 
-// Boolean reader: any non-zero byte reads as 1.
-inline void parseFlag(const uint8_t* buffer, uint32_t& position, uint8_t& flag) {
-    flag = buffer[position] != 0 ? 1 : 0;
-    position += 1;
-}
-
 }  // namespace vorn

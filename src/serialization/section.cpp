@@ -1,4 +1,4 @@
-// Section header writing and checking, and the section writer and reader helpers.
+// Section header checking, and the section writer and reader.
 #include "serialization/section.h"
 
 namespace vorn {
@@ -7,34 +7,17 @@ namespace {
 constexpr uint32_t kIdOffset = 2;
 }
 
-uint32_t prepareSerializationHeader(uint8_t id, uint8_t* section, uint32_t capacity,
-                                    uint32_t& fieldCount, uint32_t minCount) {
-    if (fieldCount == 0 || fieldCount < minCount) {
-        fieldCount = 0;
-        return 0;
-    }
-    if (capacity > kIdOffset) section[kIdOffset] = id;
-    return kSectionHeaderSize;
-}
-
-int32_t checkSerializationHeader(uint32_t expectedId, const uint8_t* section, uint32_t length,
-                                 uint32_t& statedLength, uint32_t& position) {
-    statedLength = 0;
-    position = 0;
+int32_t checkSectionHeader(uint32_t expectedId, const uint8_t* section, uint32_t length) {
     if (length < kSectionHeaderSize) return RC_E_SECTION_SHORT;
-    position = kSectionHeaderSize;
-    statedLength = static_cast<uint32_t>(section[0] | (section[1] << 8));
     if (section[kIdOffset] != static_cast<uint8_t>(expectedId & 0xFFu)) {
         return RC_E_SECTION_UNKNOWN;
     }
     return RC_OK;
 }
 
-SectionWriter::SectionWriter(uint32_t id, uint8_t* buffer, uint32_t capacity, uint32_t fieldCount,
-                             uint32_t minCount)
-    : buffer_(buffer), capacity_(capacity), fieldCount_(fieldCount), position_(0) {
-    position_ = prepareSerializationHeader(static_cast<uint8_t>(id & 0xFFu), buffer_, capacity_,
-                                           fieldCount_, minCount);
+SectionWriter::SectionWriter(uint32_t id, uint8_t* buffer, uint32_t capacity)
+    : buffer_(buffer), capacity_(capacity), position_(kSectionHeaderSize) {
+    if (capacity > kIdOffset) buffer[kIdOffset] = static_cast<uint8_t>(id & 0xFFu);
 }
 
 uint32_t SectionWriter::finish() {
@@ -49,13 +32,11 @@ uint32_t SectionWriter::finish() {
 
 int32_t SectionReader::open(uint32_t id, const uint8_t* section, uint32_t length,
                             uint32_t fieldBytes) {
-    uint32_t statedLength = 0;
-    uint32_t position = 0;
-    const int32_t status = checkSerializationHeader(id, section, length, statedLength, position);
+    const int32_t status = checkSectionHeader(id, section, length);
     if (status != RC_OK) return status;
     if (length - kSectionHeaderSize < fieldBytes) return RC_E_SECTION_SHORT;
     section_ = section;
-    position_ = position;
+    position_ = kSectionHeaderSize;
     return RC_OK;
 }
 

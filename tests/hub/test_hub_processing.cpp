@@ -68,7 +68,7 @@ TEST(HubExchange, ModulesReceiveUpstreamResults) {
     GasHumidityBaselineTracker baseline;
     IaqEstimator iaq;
     SensorHeatCompensator heat;
-    HumidityTemperatureCorrector humidity(channel::kHumidityCorrector);
+    HumidityTemperatureCorrector humidity;
     status.updateInterfaceDependency(kGas);
     pre.updateInterfaceDependency(kGas);
     baseline.updateInterfaceDependency(kGas);

@@ -5,11 +5,9 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 #include "modules/gas_humidity_baseline_tracker.h"
-#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -213,20 +211,6 @@ TEST_F(Tracker, HoldOffEventsMoveTowardTargetAndNeverWrap) {
         step(6.5f, 25.0f, 0.0f, 1, 1, false, c.event);
         EXPECT_EQ(t.holdOffRemaining, c.after) << c.remaining << " " << c.event;
     }
-}
-
-TEST(TrackerSections, FieldOffsetsRoundTripAndRefusals) {
-    GasHumidityBaselineTracker t;
-    test::expectRefusals(t, 1, 48, 45);
-    test::expectPatternRoundTrip(
-        t, 1, 48, 45,
-        {{4, 8, &t.decayTimeConstant}, {12, 4, &t.riseTime}, {16, 16, &t.humiditySlope},
-         {32, 4, &t.holdOffTarget}, {36, 1, &t.temperatureMin}, {37, 1, &t.temperatureMax},
-         {38, 1, &t.humidityMin}, {39, 1, &t.humidityMax}, {40, 8, &t.holdOffExponent}},
-        {{4, 8, &t.robustMax}, {12, 8, &t.robustMin}, {20, 2, &t.reserved1}, {22, 2, &t.reserved2},
-         {24, 2, &t.samplIntvl}, {26, 2, &t.inBandCount}, {28, 8, &t.trackStatus},
-         {36, 2, &t.holdOffRemaining}, {38, 2, &t.stepSeconds}, {40, 4, &t.rangeScale},
-         {44, 1, &t.inBandThreshold}});
 }
 
 }  // namespace

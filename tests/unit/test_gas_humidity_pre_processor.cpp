@@ -6,7 +6,6 @@
 #include <cmath>
 
 #include "modules/gas_humidity_pre_processor.h"
-#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -52,22 +51,13 @@ TEST(PreProcessor, SeedsWithFlooredLogResistanceThenSmoothsEachElement) {
     EXPECT_EQ(pre.gasFilter.state, out);
 }
 
-TEST(PreProcessorSections, DefaultsLayoutRefusalsAndRestoredSeed) {
+TEST(PreProcessorSections, RestoredStateOfZeroReseeds) {
     GasHumidityPreProcessor pre;
-    test::Section config{};
-    ASSERT_EQ(pre.getConfiguration(config.data(), 16, 0), 16u);
-    EXPECT_EQ(std::memcmp(config.data() + 4, std::array<uint8_t, 12>{0x0A, 0xD7, 0xA3, 0x3C, 0x0A, 0xD7,
-                                                                     0x23, 0x3B, 0x0A, 0xD7, 0x23, 0x3B}
-                                                 .data(), 12), 0);
-    test::expectRefusals(pre, 3, 16, 16);
-    test::expectPatternRoundTrip(pre, 3, 16, 16, {{4, 12, &pre.bandwidth}},
-                                 {{4, 12, &pre.gasFilter.state}});
     pre.gasFilter.coeff = {0.5f, 0.5f, 0.5f};
     pre.gasFilter.state = {4.0f, 22.0f, 55.0f};
     EXPECT_EQ(step(pre, 100000.0f, 30.0f, 45.0f), (Vec3{4.5f, 26.0f, 50.0f}));
-    test::Section state{};
-    state[2] = 3;  // a first element of 0.0 means "not seeded"
-    ASSERT_EQ(pre.setState(state.data(), 16), RC_OK);
+    std::array<uint8_t, 16> state{16, 0, 3};  // a first element of 0.0 means "not seeded"
+    ASSERT_EQ(importSection(pre, SectionKind::kState, state.data(), 16), RC_OK);
     EXPECT_EQ(step(pre, 100000.0f, 30.0f, 45.0f), (Vec3{5.0f, 30.0f, 45.0f}));
 }
 

@@ -5,7 +5,6 @@
 #include <array>
 
 #include "modules/humidity_temperature_corrector.h"
-#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -15,7 +14,7 @@ TEST(HumidityCorrector, CoefficientFollowsTheInterval) {
     const std::array<uint16_t, 6> intervals = {100, 300, 1800, 6000, 30000, 65535};
     const std::array<float, 6> coeffs = {0.076923f, 0.212671f, 0.71036f, 1.0f, 1.0f, 1.0f};
     for (std::size_t i = 0; i < intervals.size(); ++i) {
-        HumidityTemperatureCorrector corrector(10);
+        HumidityTemperatureCorrector corrector;
         corrector.updateInterfaceDependency(intervals[i]);
         EXPECT_NEAR(corrector.temperatureFilter.coeff[0], coeffs[i], 1e-6) << intervals[i];
     }
@@ -27,12 +26,12 @@ TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
     const std::array<float, 6> p0 = {0, 0, 0, 0, 0.01f, 0.5f};  // p1 = -1 with p0 = 0.01
     const std::array<float, 6> expected = {50, 0.0001f, 0.0001f, 100, 49.5f, 100};
     for (std::size_t i = 0; i < raw.size(); ++i) {
-        HumidityTemperatureCorrector corrector(10);
+        HumidityTemperatureCorrector corrector;
         corrector.humidityPoly = {p0[i], p0[i] == 0.01f ? -1.0f : 0.0f};
         EXPECT_NEAR(corrector.doStep(21.0f, 21.0f, raw[i]), expected[i], expected[i] * 1e-5f);
     }
 
-    HumidityTemperatureCorrector corrector(10);
+    HumidityTemperatureCorrector corrector;
     corrector.updateInterfaceDependency(300);
     corrector.doStep(20.0f, 20.0f, 50.0f);
     // Smoothed 20 + (30 - 20) * 0.212671; the raw 30 C would give about 80 percent.
@@ -41,19 +40,14 @@ TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
     EXPECT_EQ(corrector.doStep(22.12671f, 0.0f, 80.0f), 100.0f);  // below the dew point
 }
 
-TEST(HumidityCorrectorSections, LayoutRefusalsAndReseed) {
-    HumidityTemperatureCorrector corrector(10);
-    test::expectRefusals(corrector, 10, 12, 8);
-    test::expectPatternRoundTrip(corrector, 10, 12, 8, {{4, 8, &corrector.humidityPoly}},
-                                 {{4, 4, &corrector.temperatureFilter.state[0]}});
-    test::Section config = test::patternSection(12, 10);
+TEST(HumidityCorrectorSections, ConfiguringKeepsTheFilterAZeroStateReseeds) {
+    HumidityTemperatureCorrector corrector;
     corrector.temperatureFilter.state[0] = 5.0f;
-    ASSERT_EQ(corrector.configure(config.data(), 12), RC_OK);
-    EXPECT_EQ(corrector.temperatureFilter.state[0], 5.0f);  // configuring keeps the filter
-    test::Section state{};
-    state[2] = 10;  // 0.0 means "not seeded": the next step starts from the raw temperature
-    ASSERT_EQ(corrector.setState(state.data(), 8), RC_OK);
-    corrector.humidityPoly = {0.0f, 0.0f};
+    std::array<uint8_t, 12> config{12, 0, 10};
+    ASSERT_EQ(importSection(corrector, SectionKind::kConfiguration, config.data(), 12), RC_OK);
+    EXPECT_EQ(corrector.temperatureFilter.state[0], 5.0f);
+    std::array<uint8_t, 8> state{8, 0, 10};  // 0.0: the next step starts from the raw temperature
+    ASSERT_EQ(importSection(corrector, SectionKind::kState, state.data(), 8), RC_OK);
     corrector.doStep(31.0f, 31.0f, 50.0f);
     EXPECT_EQ(corrector.temperatureFilter.state[0], 31.0f);
 }

@@ -4,11 +4,9 @@
 
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 #include "modules/iaq_estimator.h"
-#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -153,20 +151,6 @@ TEST(IaqZeroWidthBand, GivesStepsNotNaN) {
     EXPECT_EQ(run(e, 4.9f, flat)[0].value, 500.0f);
     EXPECT_EQ(run(e, 5.1f, flat)[4].value, 0.0f);
     EXPECT_EQ(run(e, 4.9f, flat)[4].value, 100.0f);
-}
-
-TEST(IaqSections, FieldOffsetsRoundTripAndRefusals) {
-    IaqEstimator e;
-    e.updateInterfaceDependency(300);
-    const float slope = e.fixedSlope;
-    test::expectRefusals(e, 2, 28, 12);
-    test::expectPatternRoundTrip(
-        e, 2, 28, 12,
-        {{4, 1, &e.indexLowerLimit}, {5, 2, &e.indexUpperLimit}, {7, 2, &e.indexScale},
-         {9, 1, &e.indexOffset}, {10, 4, &e.linearSlopeLow}, {14, 4, &e.linearSlopeHigh},
-         {18, 2, &e.linearBase}, {20, 4, &e.expValueHigh}, {24, 4, &e.expValueLow}},
-        {{4, 4, &e.heldIndex}, {8, 4, &e.heldFixedScaleIndex}});
-    EXPECT_EQ(e.fixedSlope, slope);  // derived values wait for the next interval update
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ struct Chain {
     GasHumidityBaselineTracker baseline;
     IaqEstimator iaq;
     SensorHeatCompensator heat;
-    HumidityTemperatureCorrector humidity{10};
+    HumidityTemperatureCorrector humidity;
 
     Chain() {
         status.updateInterfaceDependency(kInterval);

@@ -15,10 +15,17 @@ namespace {
 TEST(Roundd, HalvesAwayFromZeroAndHugeValuesUnchanged) {
     constexpr double kInf = std::numeric_limits<double>::infinity();
     const std::pair<double, double> cases[] = {
-        {2.5, 3.0}, {-2.5, -3.0}, {-0.5, -1.0}, {1.4999999999999998, 1.0},
+        {2.5, 3.0},
+        {-2.5, -3.0},
+        {-0.5, -1.0},
+        {1.4999999999999998, 1.0},
         {0.49999999999999994, 0.0},  // x + 0.5 rounds up to 1.0 in double
-        {-0.4, 0.0}, {300.0 / 0.9999999, 300.0}, {4503599627370495.5, 4503599627370496.0},
-        {-4503599627370497.0, -4503599627370497.0}, {1e300, 1e300}, {kInf, kInf}};
+        {-0.4, 0.0},
+        {300.0 / 0.9999999, 300.0},
+        {4503599627370495.5, 4503599627370496.0},
+        {-4503599627370497.0, -4503599627370497.0},
+        {1e300, 1e300},
+        {kInf, kInf}};
     for (const auto& [in, out] : cases) {
         EXPECT_EQ(vorn::roundd(in), out) << in;
         EXPECT_EQ(std::signbit(vorn::roundd(in)), std::signbit(out)) << "sign of zero for " << in;
@@ -63,10 +70,14 @@ TEST(CoeffFromBandwidth, KnownCoefficientsAndExactEndPoints) {
     const auto w = [](float bandwidth, float interval) {
         return std::min(1.0f, bandwidth / ((100.0f / interval) * 0.5f));
     };
-    const std::pair<float, float> cases[] = {
-        {0.5f, 0.7320508f},         {0.12f, 0.3110617f},         {w(0.02f, 100), 0.117943f},
-        {w(0.02f, 1800), 0.803069f}, {w(0.0025f, 100), 0.015585f}, {w(0.0025f, 6000), 0.584957f},
-        {w(0.012746f, 300), 0.212671f}, {std::nextafter(1.0f, 0.0f), 0.8284271f}};
+    const std::pair<float, float> cases[] = {{0.5f, 0.7320508f},
+                                             {0.12f, 0.3110617f},
+                                             {w(0.02f, 100), 0.117943f},
+                                             {w(0.02f, 1800), 0.803069f},
+                                             {w(0.0025f, 100), 0.015585f},
+                                             {w(0.0025f, 6000), 0.584957f},
+                                             {w(0.012746f, 300), 0.212671f},
+                                             {std::nextafter(1.0f, 0.0f), 0.8284271f}};
     for (const auto& [bandwidth, coeff] : cases) {
         EXPECT_NEAR(vorn::coeffFromBandwidth(bandwidth), coeff, 1e-6f) << bandwidth;
     }

@@ -4,11 +4,9 @@
 
 #include <array>
 #include <bit>
-#include <cstring>
 
 #include "identifiers/identifiers.h"
 #include "modules/sensor_heat_compensator.h"
-#include "test_bytes.h"
 #include "vorn/vorn.h"
 
 namespace vorn {
@@ -59,25 +57,6 @@ TEST(HeatCompensator, GasReferenceMovesAfterTheTermAndSurvivesExtremeStamps) {
         comp.doStep(gas, gas, 300, 25.0f, 0.0f);
         EXPECT_NEAR(comp.doStep(kNoTimestamp, temperature, 300, 25.0f, 0.0f), 25.0f, 1e-5) << gas;
     }
-}
-
-TEST(HeatCompensatorSections, DefaultsLayoutAndRefusals) {
-    SensorHeatCompensator comp;
-    test::Section config{};
-    ASSERT_EQ(comp.getConfiguration(config.data(), 88, 0), 88u);
-    // Blocks A, C, B, D, then the fixed term: each block's first and A's last value.
-    const std::pair<std::size_t, float> defaults[] = {{4, 0.0737f},   {20, 1.6836f}, {24, 5.0f},
-                                                      {44, -3.1914f}, {64, 4.1036f}, {84, 3.0f}};
-    for (const auto& [offset, value] : defaults) {
-        float stored = 0.0f;
-        std::memcpy(&stored, &config[offset], sizeof stored);
-        EXPECT_EQ(stored, value) << offset;
-    }
-    test::expectRefusals(comp, 9, 88, 12);
-    test::expectPatternRoundTrip(comp, 9, 88, 12,
-                                 {{4, 20, &comp.coeffA}, {24, 20, &comp.coeffC}, {44, 20, &comp.coeffB},
-                                  {64, 20, &comp.coeffD}, {84, 4, &comp.fixedCompensation}},
-                                 {{4, 8, &comp.prevGasTimestamp}});
 }
 
 }  // namespace

@@ -37,10 +37,10 @@ T sample() {
 
 template <typename T>
 class CodecWidth : public ::testing::Test {};
-using Widths = ::testing::Types<uint8_t, bool, uint16_t, float, uint32_t, int64_t,
-                                std::array<uint16_t, 4>, std::array<float, 3>, std::array<float, 4>,
-                                std::array<float, 5>, std::array<uint16_t, 12>,
-                                std::array<uint16_t, 14>, std::array<uint16_t, 84>>;
+using Widths =
+    ::testing::Types<uint8_t, bool, uint16_t, float, uint32_t, int64_t, std::array<uint16_t, 4>,
+                     std::array<float, 3>, std::array<float, 4>, std::array<float, 5>,
+                     std::array<uint16_t, 12>, std::array<uint16_t, 14>, std::array<uint16_t, 84>>;
 TYPED_TEST_SUITE(CodecWidth, Widths);
 
 TYPED_TEST(CodecWidth, RoundTripsAndMarksOverflowAtExactCapacity) {
@@ -67,100 +67,75 @@ TYPED_TEST(CodecWidth, RoundTripsAndMarksOverflowAtExactCapacity) {
     EXPECT_TRUE(untouched(buffer));
 }
 
-TEST(Codec, LittleEndianImagesAndNormalisedFlags) {
+TEST(Codec, LittleEndianImages) {
     std::array<uint8_t, 14> buffer{};
     uint32_t position = 0;
     vorn::serializeAndAdd(uint16_t{0x1234}, buffer.data(), 14, position);
     vorn::serializeAndAdd(1.0f, buffer.data(), 14, position);
     vorn::serializeAndAdd(int64_t{-2}, buffer.data(), 14, position);
-    EXPECT_EQ(buffer, (std::array<uint8_t, 14>{0x34, 0x12, 0, 0, 0x80, 0x3F, 0xFE, 0xFF, 0xFF,
-                                               0xFF, 0xFF, 0xFF, 0xFF, 0xFF}));
-    const std::array<uint8_t, 3> stored = {0x00, 0x02, 0xFF};
-    position = 0;
-    for (int want : {0, 1, 1}) {
-        uint8_t flag = 0x77;
-        vorn::parseFlag(stored.data(), position, flag);
-        EXPECT_EQ(flag, want);
-    }
+    EXPECT_EQ(buffer, (std::array<uint8_t, 14>{0x34, 0x12, 0, 0, 0x80, 0x3F, 0xFE, 0xFF, 0xFF, 0xFF,
+                                               0xFF, 0xFF, 0xFF, 0xFF}));
 }
 
-TEST(SectionHeader, PrepareAndCheck) {
-    Buffer buffer;
-    buffer.fill(kUntouched);
-    uint32_t count = 0;  // no fields: nothing begun
-    EXPECT_EQ(vorn::prepareSerializationHeader(9, buffer.data(), 64, count, 0), 0u);
-    count = 2;  // fewer than the minimum
-    EXPECT_EQ(vorn::prepareSerializationHeader(9, buffer.data(), 64, count, 3), 0u);
-    EXPECT_TRUE(untouched(buffer));
-    count = 3;
-    EXPECT_EQ(vorn::prepareSerializationHeader(9, buffer.data(), 64, count, 0), 4u);
-    EXPECT_EQ(buffer[2], 9);
-    EXPECT_EQ(buffer[3], kUntouched);  // the reserved byte is never written
-
+TEST(SectionHeader, IdLowByteDecidesLengthIsTheCallers) {
     struct Case {
         uint32_t expectedId;
         std::array<uint8_t, 4> header;
         uint32_t length;
         int32_t status;
-        uint32_t position, stated;
     };
-    for (const Case& c : {Case{3, {3, 0, 3, 0}, 3, RC_E_SECTION_SHORT, 0, 0},
-                          Case{3, {4, 0, 3, 0xEE}, 4, RC_OK, 4, 4},
-                          Case{5, {0x34, 0x12, 5, 0}, 40, RC_OK, 4, 0x1234},  // length unchecked
-                          Case{0x105, {8, 0, 5, 0}, 8, RC_OK, 4, 8},          // low byte of the id
-                          Case{1, {8, 0, 2, 0}, 8, RC_E_SECTION_UNKNOWN, 4, 8}}) {
-        uint32_t stated = 99, position = 99;
-        EXPECT_EQ(vorn::checkSerializationHeader(c.expectedId, c.header.data(), c.length, stated,
-                                                 position),
-                  c.status);
-        EXPECT_EQ(position, c.position);
-        EXPECT_EQ(stated, c.stated);
+    for (const Case& c :
+         {Case{3, {3, 0, 3, 0}, 3, RC_E_SECTION_SHORT}, Case{3, {4, 0, 3, 0xEE}, 4, RC_OK},
+          Case{5, {0x34, 0x12, 5, 0}, 40, RC_OK},  // stated length unchecked
+          Case{0x105, {8, 0, 5, 0}, 8, RC_OK},     // low byte of the id
+          Case{1, {8, 0, 2, 0}, 8, RC_E_SECTION_UNKNOWN}}) {
+        EXPECT_EQ(vorn::checkSectionHeader(c.expectedId, c.header.data(), c.length), c.status);
     }
 }
 
-// A section with id 9 holding a float, a 64-bit time and a flag (13 bytes).
+// A record with one section of each kind: a float and a time, and a flag.
+#define TEST_CONFIGURATION(X) X(gain, gain, None, 0, 1, "") X(time, time, None, 0, 1, "")
+#define TEST_STATE(X) X(flag, flag, None, 0, 1, "")
 struct Record {
-    float gain;
-    int64_t time;
-    uint8_t flag;
-    bool operator==(const Record&) const = default;
+    float gain = -1.0f;
+    int64_t time = -1;
+    bool flag = false;
+    int imports = 0;
+    VORN_SECTION_FIELDS(9, TEST_CONFIGURATION, TEST_STATE)
+    void afterImport(vorn::SectionKind /*kind*/) { ++imports; }
 };
 
-uint32_t writeRecord(const Record& r, uint8_t* buffer, uint32_t capacity) {
-    return vorn::SectionWriter(9, buffer, capacity, 3, 0).add(r.gain).add(r.time).add(r.flag).finish();
-}
-
-int32_t readRecord(Record& r, const uint8_t* section, uint32_t length) {
-    vorn::SectionReader reader;
-    const int32_t status = reader.open(9, section, length, 13);
-    if (status == RC_OK) reader.read(r.gain).read(r.time).readFlag(r.flag);
-    return status;
-}
-
-TEST(Section, RoundTripOverflowAndRefusals) {
+TEST(Section, ReadsWhatItWritesOnlyWhenWholeAndFlagsNormalise) {
+    using vorn::SectionKind;
     Buffer buffer;
     buffer.fill(kUntouched);
-    EXPECT_EQ(writeRecord({1.0f, 1, 1}, buffer.data(), 16), 17u);  // one byte short
-    EXPECT_TRUE(std::all_of(buffer.begin() + 16, buffer.end(), [](uint8_t x) { return x == kUntouched; }));
-
-    const Record written{2.5f, -7, 1};
-    ASSERT_EQ(writeRecord(written, buffer.data(), 64), 17u);
-    EXPECT_EQ(buffer[0], 17);
+    const Record written{2.5f, -7, true, 0};
+    EXPECT_EQ(vorn::exportSection(written, SectionKind::kConfiguration, buffer.data(), 15), 16u);
+    EXPECT_EQ(buffer[15], kUntouched);  // one byte short: the overflow marker, nothing beyond
+    ASSERT_EQ(vorn::exportSection(written, SectionKind::kConfiguration, buffer.data(), 64), 16u);
+    EXPECT_EQ(buffer[0], 16);
     EXPECT_EQ(buffer[2], 9);
-    Record read{};
-    ASSERT_EQ(readRecord(read, buffer.data(), 17), RC_OK);
-    EXPECT_EQ(read, written);
+    EXPECT_EQ(buffer[3], kUntouched);  // the reserved byte is never written
 
-    const Record before{-1.0f, -1, 0x77};
-    for (uint32_t length : {0u, 4u, 16u}) {
-        Record r = before;
-        EXPECT_EQ(readRecord(r, buffer.data(), length), RC_E_SECTION_SHORT) << length;
-        EXPECT_EQ(r, before);
+    Record read;
+    for (uint32_t length : {0u, 4u, 15u}) {
+        EXPECT_EQ(vorn::importSection(read, SectionKind::kConfiguration, buffer.data(), length),
+                  RC_E_SECTION_SHORT);
     }
     buffer[2] = 10;
-    Record r = before;
-    EXPECT_EQ(readRecord(r, buffer.data(), 17), RC_E_SECTION_UNKNOWN);
-    EXPECT_EQ(r, before);
+    EXPECT_EQ(vorn::importSection(read, SectionKind::kConfiguration, buffer.data(), 16),
+              RC_E_SECTION_UNKNOWN);
+    EXPECT_EQ(read.gain, -1.0f);
+    EXPECT_EQ(read.imports, 0);
+    buffer[2] = 9;
+    ASSERT_EQ(vorn::importSection(read, SectionKind::kConfiguration, buffer.data(), 16), RC_OK);
+    EXPECT_EQ(read.gain, 2.5f);
+    EXPECT_EQ(read.time, -7);
+    EXPECT_EQ(read.imports, 1);
+
+    const std::array<uint8_t, 5> state = {5, 0, 9, 0, 0x02};  // any non-zero flag byte is true
+    ASSERT_EQ(vorn::importSection(read, SectionKind::kState, state.data(), 5), RC_OK);
+    EXPECT_TRUE(read.flag);
 }
 
 }  // namespace
