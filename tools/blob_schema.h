@@ -1,8 +1,7 @@
-// The byte layout of the library's configuration and state blobs, restated for the
-// tools from the published format so that they need nothing from the library but its
-// public header: every section with its named fields, a frame checker that applies
-// the library's import rules in the library's order, field read/write, and
-// re-framing with a fresh CRC-16/X-25 after an edit.
+// The byte layout of the library's configuration and state blobs as the tools show
+// and edit it: every section with its named fields (expanded from the library's field
+// lists), a frame checker that explains the library's import verdict, field
+// read/write, and re-framing with a fresh CRC-16/X-25 after an edit.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +17,19 @@ enum class BlobKind { Configuration, State };
 enum class FieldType : uint8_t { U8, I8, Bool, U16, I64, F32 };
 
 // What a number stands for, so that the text view can add a readable gloss.
-enum class Unit : uint8_t { None, Seconds, Nanoseconds, Interval, Celsius, Percent, Hertz, Ms };
+// IntervalPerOutput marks a table with one column per output in a field list; the
+// tools show it as one Interval field per output.
+enum class Unit : uint8_t {
+    None,
+    Seconds,
+    Nanoseconds,
+    Interval,
+    Celsius,
+    Percent,
+    Hertz,
+    Ms,
+    IntervalPerOutput
+};
 
 struct FieldLayout {
     const char* name;  // snake_case, unique within its section
@@ -30,21 +41,17 @@ struct FieldLayout {
     double max;
     Unit unit;
     const char* help;
+
+    uint16_t elementBytes() const;
 };
 
 struct SectionLayout {
     uint8_t id;
     const char* name;
     uint16_t length;  // the exact length the library writes, header included
-    std::span<const FieldLayout> fields;
+    std::vector<FieldLayout> fields;
     const char* help;
 };
-
-inline constexpr uint32_t kBlobHeaderBytes = 16;
-inline constexpr uint32_t kBlobTrailerBytes = 8;
-inline constexpr uint32_t kBlobMinBytes = kBlobHeaderBytes + kBlobTrailerBytes;
-inline constexpr uint32_t kSectionHeaderBytes = 4;
-inline constexpr uint8_t kHyperSectionId = 254;
 // Work buffer the tools hand to the library's blob operations; also the largest
 // section and blob the tools accept.
 inline constexpr uint32_t kToolWorkBytes = 4096;

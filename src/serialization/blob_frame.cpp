@@ -13,11 +13,6 @@ namespace vorn {
 
 namespace {
 
-constexpr uint32_t kVersionOffset = 0;
-constexpr uint32_t kKindOffset = 4;
-constexpr uint32_t kLengthOffset = 12;
-constexpr uint32_t kCrcOffsetInTrailer = 4;   // after the 4 reserved bytes
-constexpr uint32_t kZeroOffsetInTrailer = 6;  // the two bytes that must stay zero
 constexpr uint32_t kSectionLengthBytes = 2;
 constexpr uint32_t kSectionIdOffset = 2;
 
@@ -61,13 +56,13 @@ int32_t frameSerializedData(uint8_t* blob, uint32_t blobCapacity, uint32_t& size
     if (!fitsIn(size, kBlobTrailerSize, blobCapacity)) {
         return RC_E_BLOB_OVERFLOW;
     }
-    storeLittleEndian(blob + kVersionOffset, kBlobVersion);
-    storeLittleEndian(blob + kKindOffset, kBlobKind);
-    storeLittleEndian(blob + kLengthOffset, size - kBlobHeaderSize);
+    storeLittleEndian(blob + kBlobVersionOffset, kBlobVersion);
+    storeLittleEndian(blob + kBlobKindOffset, kBlobKind);
+    storeLittleEndian(blob + kBlobLengthOffset, size - kBlobHeaderSize);
     const uint16_t crc = crcCcitt2(blob, size);
     // blob[size .. size + 3] stay as the caller's buffer held them.
-    storeLittleEndian(blob + size + kCrcOffsetInTrailer, crc);
-    storeLittleEndian(blob + size + kZeroOffsetInTrailer, uint16_t{0});
+    storeLittleEndian(blob + size + kBlobCrcOffsetInTrailer, crc);
+    storeLittleEndian(blob + size + kBlobZeroOffsetInTrailer, uint16_t{0});
     size += kBlobTrailerSize;
     return RC_OK;
 }
@@ -81,24 +76,24 @@ int32_t checkFrame(const uint8_t* blob, uint32_t blobSize, uint32_t workSize) {
     if (blobSize > workSize) {
         return RC_E_WORK_BUFFER_SMALL;
     }
-    const auto version = loadLittleEndian<uint32_t>(blob + kVersionOffset);
+    const auto version = loadLittleEndian<uint32_t>(blob + kBlobVersionOffset);
     if (version != kBlobVersion && version != kBlobVersionAny) {
         return RC_E_BLOB_VERSION;
     }
-    const auto kind = loadLittleEndian<uint64_t>(blob + kKindOffset);
+    const auto kind = loadLittleEndian<uint64_t>(blob + kBlobKindOffset);
     if (kind != kBlobKind && kind != kBlobKindAny) {
         return RC_E_BLOB_KIND;
     }
     // Wrapping 32-bit sum, as the frame was always checked; a match implies
     // L == blobSize - 24, so the checksum below stays inside the blob.
-    const auto payloadLength = loadLittleEndian<uint32_t>(blob + kLengthOffset);
+    const auto payloadLength = loadLittleEndian<uint32_t>(blob + kBlobLengthOffset);
     if (payloadLength + kBlobMinSize != blobSize) {
         return RC_E_BLOB_LENGTH;
     }
     const uint32_t trailer = blobSize - kBlobTrailerSize;
     const uint16_t crc = crcCcitt2(blob, trailer);
-    const auto stored = loadLittleEndian<uint16_t>(blob + trailer + kCrcOffsetInTrailer);
-    const auto zero = loadLittleEndian<uint16_t>(blob + trailer + kZeroOffsetInTrailer);
+    const auto stored = loadLittleEndian<uint16_t>(blob + trailer + kBlobCrcOffsetInTrailer);
+    const auto zero = loadLittleEndian<uint16_t>(blob + trailer + kBlobZeroOffsetInTrailer);
     if (crc != stored || zero != 0) {
         return RC_E_BLOB_CRC;
     }

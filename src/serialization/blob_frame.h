@@ -15,6 +15,12 @@ inline constexpr uint32_t kBlobVersion = 0x01040704u;                         //
 inline constexpr uint32_t kBlobVersionAny = 0xFFFFFFFFu;  // also accepted on import
 inline constexpr uint64_t kBlobKind = 61;
 inline constexpr uint64_t kBlobKindAny = 0x00000000FFFFFFFFull;  // also accepted on import
+// Where the header's fields and the trailer's checksum sit.
+inline constexpr uint32_t kBlobVersionOffset = 0;
+inline constexpr uint32_t kBlobKindOffset = 4;
+inline constexpr uint32_t kBlobLengthOffset = 12;
+inline constexpr uint32_t kBlobCrcOffsetInTrailer = 4;   // after the 4 reserved bytes
+inline constexpr uint32_t kBlobZeroOffsetInTrailer = 6;  // the two bytes that must stay zero
 
 // Copy the section work[0 .. n-1] to blob[position ..]. RC_E_BLOB_OVERFLOW when
 // position + n exceeds the blob capacity, else RC_E_WORK_BUFFER_SMALL when n exceeds

@@ -48,31 +48,6 @@ std::string valueOf(const Blob& blob, BlobKind kind, const char* section, const 
     return "<no section>";
 }
 
-TEST(BlobSchema, FieldsTileEverySectionExactly) {
-    for (const BlobKind kind : {kConfig, kState}) {
-        for (const auto& section : sectionLayouts(kind)) {
-            std::vector<int> owner(section.length, -1);
-            std::fill_n(owner.begin(), 4, 99);  // the section header
-            for (size_t f = 0; f < section.fields.size(); ++f) {
-                const FieldLayout& field = section.fields[f];
-                const int width = field.type == FieldType::U16   ? 2
-                                  : field.type == FieldType::F32 ? 4
-                                  : field.type == FieldType::I64 ? 8
-                                                                 : 1;
-                for (int e = 0; e < field.count; ++e) {
-                    for (int b = 0; b < width; ++b) {
-                        const size_t at = field.offset + size_t(e) * field.stride + size_t(b);
-                        ASSERT_LT(at, owner.size()) << section.name << "." << field.name;
-                        EXPECT_EQ(owner[at], -1) << section.name << "." << field.name;
-                        owner[at] = int(f);
-                    }
-                }
-            }
-            EXPECT_EQ(std::count(owner.begin(), owner.end(), -1), 0) << section.name;
-        }
-    }
-}
-
 TEST(BlobSchema, DefaultBlobsDecodeWithValuesInTheRightPlaces) {
     struct Case {
         BlobKind kind;
