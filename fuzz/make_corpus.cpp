@@ -10,8 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "engine/engine.h"
 #include "fuzz_driver.h"
 #include "fuzz_support.h"
+#include "serialization/blob_frame.h"
 
 namespace {
 
@@ -60,11 +62,34 @@ void simulate(float rate, int cycles) {
 
 // ---- Hand-made hostile blobs: real exports with chosen fields overwritten ----
 
-// Section offsets of the default exports (configuration and state).
-constexpr size_t kConfigBaseline = 16, kConfigIaq = 64, kConfigStatus = 108, kConfigHeat = 117,
-                 kConfigHumidity = 205, kConfigHyper = 217;
-constexpr size_t kStateBaseline = 16, kStateIaq = 61, kStateStatus = 89, kStateHeat = 111,
-                 kStateHumidity = 123;
+// Where a record's field lies in an exported blob: its section found by id, the
+// field by walking the record's field list. Records serve only to name fields.
+constexpr auto kConfig = vorn::SectionKind::kConfiguration;
+constexpr auto kState = vorn::SectionKind::kState;
+const vorn::GasHumidityBaselineTracker baseline;
+const vorn::IaqEstimator iaq;
+const vorn::SensorStatusTracker status;
+const vorn::SensorHeatCompensator heat;
+const vorn::HumidityTemperatureCorrector humidity;
+const vorn::Engine engine;
+
+template <typename Record>
+size_t sectionAt(const Bytes& blob) {
+    size_t position = vorn::kBlobHeaderSize;
+    while (blob[position + 2] != Record::kSectionId)
+        position += blob[position] | blob[position + 1] << 8;
+    return position;
+}
+
+template <typename Record, typename Member>
+size_t at(const Bytes& blob, vorn::SectionKind kind, const Record& record, const Member& member) {
+    size_t offset = vorn::kSectionHeaderSize, found = 0;
+    Record::visitFields(record, kind, [&](const auto& field) {
+        if (static_cast<const void*>(&field) == static_cast<const void*>(&member)) found = offset;
+        offset += sizeof(field);
+    });
+    return sectionAt<Record>(blob) + found;
+}
 
 template <typename T>
 void put(Bytes& blob, size_t offset, T value) {
@@ -83,66 +108,73 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     // Learnt state that no run produces: NaN and infinite bounds and statuses, huge
     // counters, a zero interval and zero band scale, clocks at the ends of the range.
     Bytes s = state;
-    put(s, kStateBaseline + 4, nan);
-    put(s, kStateBaseline + 12, inf);
-    put(s, kStateBaseline + 24, uint16_t{0});  // samplIntvl 0
-    put(s, kStateBaseline + 28, 1e30f);        // trackStatus far beyond 3
-    put(s, kStateBaseline + 32, nan);
-    put(s, kStateBaseline + 36, uint16_t{65535});
-    put(s, kStateBaseline + 40, 0.0f);  // rangeScale 0: zero-width bands
-    put(s, kStateBaseline + 44, uint8_t{0});
-    put(s, kStateIaq + 4, nan);
-    put(s, kStateIaq + 8, -inf);
-    put(s, kStateStatus + 4, std::numeric_limits<int64_t>::min());
-    put(s, kStateStatus + 12, nan);
-    put(s, kStateStatus + 16, inf);
-    put(s, kStateHeat + 4, std::numeric_limits<int64_t>::min());
-    put(s, kStateHumidity + 4, nan);
+    const auto& b = baseline;
+    put(s, at(s, kState, b, b.robustMax), nan);
+    put(s, at(s, kState, b, b.robustMin), inf);
+    put(s, at(s, kState, b, b.samplIntvl), uint16_t{0});
+    put(s, at(s, kState, b, b.trackStatus), 1e30f);  // far beyond 3
+    put(s, at(s, kState, b, b.trackStatus) + 4, nan);
+    put(s, at(s, kState, b, b.holdOffRemaining), uint16_t{65535});
+    put(s, at(s, kState, b, b.rangeScale), 0.0f);  // zero-width bands
+    put(s, at(s, kState, b, b.inBandThreshold), uint8_t{0});
+    put(s, at(s, kState, iaq, iaq.heldIndex), nan);
+    put(s, at(s, kState, iaq, iaq.heldFixedScaleIndex), -inf);
+    put(s, at(s, kState, status, status.lastTimestamp), std::numeric_limits<int64_t>::min());
+    put(s, at(s, kState, status, status.accumulatedTime), nan);
+    put(s, at(s, kState, status, status.continuousTime), inf);
+    put(s, at(s, kState, heat, heat.prevGasTimestamp), std::numeric_limits<int64_t>::min());
+    put(s, at(s, kState, humidity, humidity.temperatureFilter.state), nan);
     writeSeed(root, "fuzz_state_blob", "hostile_values", blobSeed(sealed(s), 0));
     writeSeed(root, "fuzz_state_file", "hostile_values", stateFile(sealed(s)));
 
     // Equal bounds: a band of zero width, which only an import can produce.
     Bytes flat = state;
-    for (size_t k = 0; k < 4; ++k) put(flat, kStateBaseline + 4 + 4 * k, 5.0f);
-    put(flat, kStateBaseline + 28, 3.0f);
+    for (size_t k = 0; k < 2; ++k) {
+        put(flat, at(flat, kState, b, b.robustMax) + 4 * k, 5.0f);
+        put(flat, at(flat, kState, b, b.robustMin) + 4 * k, 5.0f);
+    }
+    put(flat, at(flat, kState, b, b.trackStatus), 3.0f);
     writeSeed(root, "fuzz_state_blob", "hostile_flat_band", blobSeed(sealed(flat), 0));
 
     // A first section that claims to run past the payload, and one of length 0.
     Bytes past = state;
-    put(past, kStateBaseline, uint16_t{200});
+    put(past, sectionAt<vorn::GasHumidityBaselineTracker>(past), uint16_t{200});
     writeSeed(root, "fuzz_state_blob", "hostile_section_past_end", blobSeed(sealed(past), 0));
     Bytes zero = state;
-    put(zero, kStateIaq, uint16_t{0});
+    put(zero, sectionAt<vorn::IaqEstimator>(zero), uint16_t{0});
     writeSeed(root, "fuzz_state_blob", "hostile_section_length_0", blobSeed(sealed(zero), 0));
 
     // Configuration values that divide by zero or overflow when derived or used.
     Bytes c = configuration;
-    put(c, kConfigBaseline + 4, 0.0f);   // decay time constant 0
-    put(c, kConfigBaseline + 12, 0.0f);  // rise time 0
-    put(c, kConfigBaseline + 16, nan);   // humidity slope
-    put(c, kConfigBaseline + 32, uint16_t{65535});
-    put(c, kConfigBaseline + 40, -100.0f);  // hold-off exponent: exp(100)
-    put(c, kConfigBaseline + 44, 1e30f);
-    put(c, kConfigIaq + 7, uint16_t{0});  // index scale 0
-    put(c, kConfigIaq + 24, 0.0f);        // log10 of a zero estimate
-    put(c, kConfigStatus + 4, nan);
-    put(c, kConfigStatus + 8, int8_t{-1});  // gap factor below zero
-    put(c, kConfigHeat + 4, inf);
-    put(c, kConfigHeat + 84, nan);
-    put(c, kConfigHumidity + 4, inf);
+    put(c, at(c, kConfig, b, b.decayTimeConstant), 0.0f);
+    put(c, at(c, kConfig, b, b.riseTime), 0.0f);
+    put(c, at(c, kConfig, b, b.humiditySlope), nan);
+    put(c, at(c, kConfig, b, b.holdOffTarget), uint16_t{65535});
+    put(c, at(c, kConfig, b, b.holdOffExponent), -100.0f);  // exp(100)
+    put(c, at(c, kConfig, b, b.holdOffExponent) + 4, 1e30f);
+    put(c, at(c, kConfig, iaq, iaq.indexScale), uint16_t{0});
+    put(c, at(c, kConfig, iaq, iaq.expValueLow), 0.0f);  // log10 of a zero estimate
+    put(c, at(c, kConfig, status, status.accumulatedTimeRequired), nan);
+    put(c, at(c, kConfig, status, status.gapFactor), int8_t{-1});
+    put(c, at(c, kConfig, heat, heat.coeffA), inf);
+    put(c, at(c, kConfig, heat, heat.fixedCompensation), nan);
+    put(c, at(c, kConfig, humidity, humidity.humidityPoly), inf);
     writeSeed(root, "fuzz_configuration_blob", "hostile_module_values", blobSeed(sealed(c), 0));
 
     // Hyper sections: every allowed interval empty (schedule modulus 0); outputs
     // requested at interval 0 and 1 with a base interval of 0; odd heater table.
+    const auto& e = engine;
     Bytes h = configuration;
-    for (size_t k = 0; k < 84; ++k) put(h, kConfigHyper + 31 + 2 * k, uint16_t{65535});
+    for (size_t k = 0; k < sizeof(e.allowedOutputIntvl) / 2; ++k)
+        put(h, at(h, kConfig, e, e.allowedOutputIntvl) + 2 * k, uint16_t{65535});
     writeSeed(root, "fuzz_configuration_blob", "hostile_no_intervals", blobSeed(sealed(h), 0));
     Bytes z = configuration;
-    for (size_t k = 0; k < 14; ++k)
-        put(z, kConfigHyper + 199 + 2 * k, static_cast<uint16_t>(k % 2));
-    for (size_t k = 0; k < 4; ++k) put(z, kConfigHyper + 7 + 2 * k, uint16_t{0});
-    put(z, kConfigHyper + 227, uint16_t{0});
-    put(z, kConfigHyper + 4, uint8_t{255});
+    for (size_t k = 0; k < e.defaultOutputIntvl.size(); ++k)
+        put(z, at(z, kConfig, e, e.defaultOutputIntvl) + 2 * k, static_cast<uint16_t>(k % 2));
+    for (size_t k = 0; k < e.gasIntvlList.size(); ++k)
+        put(z, at(z, kConfig, e, e.gasIntvlList) + 2 * k, uint16_t{0});
+    put(z, at(z, kConfig, e, e.baseIntvl), uint16_t{0});
+    put(z, at(z, kConfig, e, e.temperatureOversampling), uint8_t{255});
     writeSeed(root, "fuzz_configuration_blob", "hostile_zero_intervals", blobSeed(sealed(z), 0));
 }
 

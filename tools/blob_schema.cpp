@@ -7,9 +7,9 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <deque>
 #include <cmath>
 #include <cstring>
+#include <deque>
 #include <initializer_list>
 #include <limits>
 #include <type_traits>
@@ -50,11 +50,16 @@ struct Elements<std::array<T, N>> {
 
 template <typename T>
 constexpr FieldType fieldType() {
-    if constexpr (std::is_same_v<T, bool>) return FieldType::Bool;
-    else if constexpr (std::is_same_v<T, uint8_t>) return FieldType::U8;
-    else if constexpr (std::is_same_v<T, int8_t>) return FieldType::I8;
-    else if constexpr (std::is_same_v<T, uint16_t>) return FieldType::U16;
-    else if constexpr (std::is_same_v<T, int64_t>) return FieldType::I64;
+    if constexpr (std::is_same_v<T, bool>)
+        return FieldType::Bool;
+    else if constexpr (std::is_same_v<T, uint8_t>)
+        return FieldType::U8;
+    else if constexpr (std::is_same_v<T, int8_t>)
+        return FieldType::I8;
+    else if constexpr (std::is_same_v<T, uint16_t>)
+        return FieldType::U16;
+    else if constexpr (std::is_same_v<T, int64_t>)
+        return FieldType::I64;
     else {
         static_assert(std::is_same_v<T, float>, "a field type the tools cannot show");
         return FieldType::F32;
@@ -65,8 +70,9 @@ template <typename Member>
 constexpr ListedField listed(const char* name, Unit unit, double min, double max,
                              const char* help) {
     using E = Elements<std::remove_cvref_t<Member>>;
-    return {name,  fieldType<typename E::Type>(), E::kCount, sizeof(typename E::Type), unit, min,
-            max, help};
+    return {
+        name, fieldType<typename E::Type>(), E::kCount, sizeof(typename E::Type), unit, min, max,
+        help};
 }
 
 // Places the fields back to back after the section header. A per-output table
@@ -77,7 +83,8 @@ std::vector<FieldLayout> place(std::initializer_list<ListedField> fields) {
     auto offset = static_cast<uint16_t>(kSectionHeaderSize);
     for (const ListedField& f : fields) {
         if (f.unit != Unit::IntervalPerOutput) {
-            placed.push_back({f.name, f.type, f.count, offset, f.width, f.min, f.max, f.unit, f.help});
+            placed.push_back(
+                {f.name, f.type, f.count, offset, f.width, f.min, f.max, f.unit, f.help});
         } else {
             const auto outputs = static_cast<uint16_t>(kOutputs.size());
             for (uint16_t slot = 0; slot < outputs; ++slot) {
@@ -97,10 +104,10 @@ std::vector<FieldLayout> place(std::initializer_list<ListedField> fields) {
 
 #define VORN_TOOL_FIELD(wire, member, unit, lowest, highest, help) \
     listed<decltype(std::declval<Record&>().member)>(#wire, Unit::unit, lowest, highest, help),
-#define VORN_TOOL_LAYOUT(RECORD, LIST) \
-    [] {                               \
+#define VORN_TOOL_LAYOUT(RECORD, LIST)          \
+    [] {                                        \
         using Record [[maybe_unused]] = RECORD; \
-        return place({LIST(VORN_TOOL_FIELD)}); \
+        return place({LIST(VORN_TOOL_FIELD)});  \
     }()
 
 // Every section owner: its id, name and help, and both field lists.
@@ -112,7 +119,7 @@ struct Owner {
     std::vector<FieldLayout> state;
 };
 
-#define VORN_TOOL_OWNER(RECORD, NAME, HELP, CONFIGURATION, STATE)                   \
+#define VORN_TOOL_OWNER(RECORD, NAME, HELP, CONFIGURATION, STATE)                    \
     Owner {                                                                          \
         static_cast<uint8_t>(RECORD::kSectionId), NAME, HELP,                        \
             VORN_TOOL_LAYOUT(RECORD, CONFIGURATION), VORN_TOOL_LAYOUT(RECORD, STATE) \
@@ -144,7 +151,9 @@ const std::vector<Owner>& owners() {
 
 uint16_t lengthOf(const std::vector<FieldLayout>& fields) {
     uint32_t length = kSectionHeaderSize;
-    for (const FieldLayout& f : fields) length = std::max<uint32_t>(length, f.offset + (f.count - 1u) * f.stride + f.elementBytes());
+    for (const FieldLayout& f : fields)
+        length =
+            std::max<uint32_t>(length, f.offset + (f.count - 1u) * f.stride + f.elementBytes());
     return static_cast<uint16_t>(length);
 }
 
@@ -237,9 +246,10 @@ std::string frameProblem(int32_t status, std::span<const uint8_t> blob, const Bl
     const size_t size = blob.size();
     switch (status) {
         case RC_E_BLOB_TOO_SHORT:
-            return fmt::format("the blob is {} bytes; even an empty blob has {} ({}-byte header, "
-                               "{}-byte trailer)",
-                               size, kBlobMinSize, kBlobHeaderSize, kBlobTrailerSize);
+            return fmt::format(
+                "the blob is {} bytes; even an empty blob has {} ({}-byte header, "
+                "{}-byte trailer)",
+                size, kBlobMinSize, kBlobHeaderSize, kBlobTrailerSize);
         case RC_E_WORK_BUFFER_SMALL:
             return fmt::format("the blob is {} bytes, more than the {} bytes a blob can be here",
                                size, kToolWorkBytes);
@@ -248,16 +258,17 @@ std::string frameProblem(int32_t status, std::span<const uint8_t> blob, const Bl
         case RC_E_BLOB_KIND:
             return fmt::format("kind field 0x{:X} is not {}", view.kind, kBlobKind);
         case RC_E_BLOB_LENGTH:
-            return fmt::format("the length field says {} payload bytes (a {}-byte blob), but the "
-                               "blob is {} bytes (truncated or padded?)",
-                               view.payloadLength, uint64_t{view.payloadLength} + kBlobMinSize,
-                               size);
+            return fmt::format(
+                "the length field says {} payload bytes (a {}-byte blob), but the "
+                "blob is {} bytes (truncated or padded?)",
+                view.payloadLength, uint64_t{view.payloadLength} + kBlobMinSize, size);
         default: {
             const uint16_t computed = crc16X25(blob.first(size - kBlobTrailerSize));
             if (computed != view.crc) {
-                return fmt::format("CRC mismatch: the blob stores 0x{:04X}, its content gives "
-                                   "0x{:04X} (the file is damaged)",
-                                   view.crc, computed);
+                return fmt::format(
+                    "CRC mismatch: the blob stores 0x{:04X}, its content gives "
+                    "0x{:04X} (the file is damaged)",
+                    view.crc, computed);
             }
             return "the last two bytes of the trailer must be zero (the file is damaged)";
         }
@@ -336,8 +347,8 @@ BlobCheck checkBlob(std::span<const uint8_t> blob, BlobKind kind) {
     BlobCheck check;
     const size_t size = blob.size();
     uint32_t first = 0;
-    const int32_t frame = validateSerialization(blob.data(), static_cast<uint32_t>(size),
-                                                kToolWorkBytes, first);
+    const int32_t frame =
+        validateSerialization(blob.data(), static_cast<uint32_t>(size), kToolWorkBytes, first);
     BlobView& view = check.view;
     if (size >= kBlobMinSize) {
         view.version = load<uint32_t>(blob, kBlobVersionOffset);
@@ -492,7 +503,8 @@ std::string formatScalar(Scalar value) {
 
 void reframe(std::span<uint8_t> blob) {
     auto size = static_cast<uint32_t>(blob.size() - kBlobTrailerSize);
-    const int32_t status = frameSerializedData(blob.data(), static_cast<uint32_t>(blob.size()), size);
+    const int32_t status =
+        frameSerializedData(blob.data(), static_cast<uint32_t>(blob.size()), size);
     if (status != RC_OK) throw std::logic_error("reframe: not a framed blob");
 }
 
