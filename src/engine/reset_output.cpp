@@ -1,24 +1,11 @@
-// Discarding what the IAQ chain has learnt: the baseline tracker's bands and track
-// statuses and the IAQ estimator's held indices. Any of the four IAQ outputs names
-// the whole chain; every other identifier is ignored.
+// Discarding what the IAQ chain has learnt. Any of the four IAQ outputs names the
+// whole chain; every other identifier is ignored.
 #include "engine/engine.h"
 
 namespace vorn {
-namespace {
-
-constexpr float kHeldIndexReset = 25.0f;  // the index of clean air
-constexpr uint32_t kBaselineChannel = 1;
-constexpr uint32_t kIaqChannel = 2;
-
-}  // namespace
 
 int32_t resetOutput(Engine& v, uint8_t id) {
-    if (id < OUT_IAQ_INDEX || id > OUT_EXPONENTIAL_ESTIMATE) return RC_OK;
-    v.hub.baselineTracker.setState();
-    v.hub.updateChannelInterfaceDependency(kBaselineChannel);
-    v.hub.iaqEstimator.heldIndex = kHeldIndexReset;
-    v.hub.iaqEstimator.heldFixedScaleIndex = kHeldIndexReset;
-    v.hub.updateChannelInterfaceDependency(kIaqChannel);
+    if (id >= OUT_IAQ_INDEX && id <= OUT_EXPONENTIAL_ESTIMATE) v.hub.resetIaqChain();
     return RC_OK;
 }
 

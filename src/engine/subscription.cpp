@@ -101,7 +101,7 @@ void Engine::applyUpdateSubscription() {
     subscriptionChanged = 0;
     outputIntvlChanged.fill(0);
     heaterProfileIndex = 0;
-    const uint16_t gasIntvl = hub.inputSamplIntvl[inputIndex(IN_GAS_RESISTANCE)];
+    const uint16_t gasIntvl = hub.inputInterval(IN_GAS_RESISTANCE);
     for (int column = 0; column < kHeaterProfileCount; ++column) {
         if (gasIntvlList[column] == gasIntvl) {
             heaterProfileIndex = static_cast<uint8_t>(column + 1);

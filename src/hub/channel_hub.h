@@ -106,6 +106,10 @@ struct ChannelHub {
     // Hand channel id's current interval to its module (ids without a module do nothing).
     void updateChannelInterfaceDependency(uint32_t id);
 
+    // Forget what the IAQ chain has learnt (the baseline bands and statuses, the held
+    // indices) and re-derive both modules' interval-dependent values.
+    void resetIaqChain();
+
     // Section routing by channel id: length 0 / RC_E_SECTION_UNKNOWN for ids without a module.
     uint32_t exportChannelSection(SectionKind kind, uint32_t id, uint8_t* work,
                                   uint32_t workSize) const;

@@ -94,4 +94,11 @@ void ChannelHub::updateChannelInterfaceDependency(uint32_t id) {
     });
 }
 
+void ChannelHub::resetIaqChain() {
+    baselineTracker.resetLearning();
+    updateChannelInterfaceDependency(channel::kBaselineTracker);
+    iaqEstimator.resetLearning();
+    updateChannelInterfaceDependency(channel::kIaqEstimator);
+}
+
 }  // namespace vorn

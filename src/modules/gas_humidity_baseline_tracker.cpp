@@ -105,10 +105,10 @@ GasHumidityBaselineTracker::GasHumidityBaselineTracker()
       holdOffExponent{0.0f, 0.0f},
       riseStep(0.0f),
       relaxFactor{0.0f, 0.0f} {
-    setState();
+    resetLearning();
 }
 
-void GasHumidityBaselineTracker::setState() {
+void GasHumidityBaselineTracker::resetLearning() {
     samplIntvl = kIntervalOff;
     rangeScale = 0.0f;
     robustMax = {0.0f, 0.0f};

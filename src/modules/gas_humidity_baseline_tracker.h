@@ -101,8 +101,8 @@ struct GasHumidityBaselineTracker {
 
     GasHumidityBaselineTracker();
 
-    // Reset learnt state and derived values; configuration stays.
-    void setState();
+    // Forget the learnt state and derived values; configuration stays.
+    void resetLearning();
     // Recompute riseStep and relaxFactor from samplIntvl, rangeScale, riseTime and
     // decayTimeConstant. Anyone who writes those fields directly must call it.
     void refreshFilterCoefficients();

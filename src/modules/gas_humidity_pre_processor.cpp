@@ -13,13 +13,6 @@ constexpr float kUnitsPerSecond = 100.0f;  // one interval unit is 10 ms
 
 }  // namespace
 
-void GasHumidityPreProcessor::reset() {
-    bandwidth = kDefaultBandwidth;
-    for (uint8_t i = 0; i < gasFilter.size && i < gasFilter.state.size(); ++i) {
-        gasFilter.state[i] = 0.0f;
-    }
-}
-
 void GasHumidityPreProcessor::doStep(float& logGas, float& temperature, float& humidity,
                                      float gasResistance, float rawTemperature, float rawHumidity) {
     // Written so that NaN also takes the floor.

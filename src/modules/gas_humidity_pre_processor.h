@@ -34,9 +34,6 @@ struct GasHumidityPreProcessor {
 
     constexpr GasHumidityPreProcessor() : gasFilter(), bandwidth(kDefaultBandwidth) {}
 
-    // Bandwidths 0.02, 0.0025, 0.0025 Hz and the filter states 0.0.
-    void reset();
-
     // One step: gas resistance (ohm, floored at 10; NaN counts as the floor),
     // temperature (C), humidity (%) in; the smoothed log10 gas, temperature and
     // humidity out. The first step, or the first after a state with log gas 0.0,

@@ -24,11 +24,6 @@ float clampHumidity(float humidity) {
 
 }  // namespace
 
-void HumidityTemperatureCorrector::reset() {
-    humidityPoly = {0.0f, 0.0f};
-    temperatureFilter.state[0] = 0.0f;
-}
-
 float HumidityTemperatureCorrector::doStep(float temperature, float compensatedTemperature,
                                            float humidity) {
     float& smoothed = temperatureFilter.state[0];

@@ -32,9 +32,6 @@ struct HumidityTemperatureCorrector {
 
     constexpr HumidityTemperatureCorrector() : temperatureFilter(), humidityPoly{0.0f, 0.0f} {}
 
-    // Polynomial 0, 0 and filter state 0.0.
-    void reset();
-
     // Compensated humidity (%, at most 100) from the raw temperature (C), the
     // compensated temperature of the same step (C) and the raw humidity (%, taken as
     // 0.0001 at or below 0 and as 100 above 100).

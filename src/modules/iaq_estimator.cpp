@@ -53,6 +53,11 @@ IaqEstimator::IaqEstimator()
       heldIndex(kRestingIndex),
       heldFixedScaleIndex(kRestingIndex) {}
 
+void IaqEstimator::resetLearning() {
+    heldIndex = kRestingIndex;
+    heldFixedScaleIndex = kRestingIndex;
+}
+
 void IaqEstimator::updateInterfaceDependency(uint16_t interval) {
     if (interval == kIntervalOff) return;
     float logRatio = bandRatio(interval);

@@ -69,6 +69,9 @@ struct IaqEstimator {
 
     IaqEstimator();
 
+    // Back to the resting index: the held indices are all the estimator learns.
+    void resetLearning();
+
     // Recompute fixedSlope, expLogSlope and expLogIntercept for the interval (10 ms
     // units); 65535 changes nothing, any other value always recomputes.
     void updateInterfaceDependency(uint16_t interval);
