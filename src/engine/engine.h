@@ -88,7 +88,7 @@ struct Engine {
 
     // Subscription (subscription.cpp).
     void requestOutput(uint8_t id, uint16_t interval);
-    int32_t checkSamplIntvlCompatibilty(const OutputIntervals& newIntervals) const;
+    [[nodiscard]] int32_t checkIntervalsCompatible(const OutputIntervals& newIntervals) const;
     void applyUpdateSubscription();
 
     // Measurement planning (sensor_planning.cpp).
@@ -117,19 +117,20 @@ void constructEngine();
 // The operations behind the exported functions, with the exported arguments. Each
 // turns a caller's null pointer into a status or a safe no-op itself, so that the
 // exported functions are plain tail calls that add no stack frame.
-int32_t doSteps(Engine& v, const InputSample* inputs, uint8_t nInputs, OutputSample* outputs,
-                uint8_t* nOutputs);
-int32_t updateSubscription(Engine& v, const SensorRate* requested, uint8_t nRequested,
-                           SensorRate* required, uint8_t* nRequired);
-int32_t sensorControl(Engine& v, int64_t timeNs, SensorSettings* settings);
-int32_t resetOutput(Engine& v, uint8_t id);
-int32_t getConfiguration(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
-                         uint8_t* work, uint32_t workSize, uint32_t* blobSize);
-int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
-                 uint8_t* work, uint32_t workSize, uint32_t* blobSize);
-int32_t setConfiguration(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
-                         uint32_t workSize);
-int32_t setState(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
-                 uint32_t workSize);
+[[nodiscard]] int32_t doSteps(Engine& v, const InputSample* inputs, uint8_t nInputs,
+                              OutputSample* outputs, uint8_t* nOutputs);
+[[nodiscard]] int32_t updateSubscription(Engine& v, const SensorRate* requested, uint8_t nRequested,
+                                         SensorRate* required, uint8_t* nRequired);
+[[nodiscard]] int32_t sensorControl(Engine& v, int64_t timeNs, SensorSettings* settings);
+[[nodiscard]] int32_t resetOutput(Engine& v, uint8_t id);
+[[nodiscard]] int32_t getConfiguration(const Engine& v, uint8_t setId, uint8_t* blob,
+                                       uint32_t blobCapacity, uint8_t* work, uint32_t workSize,
+                                       uint32_t* blobSize);
+[[nodiscard]] int32_t getState(const Engine& v, uint8_t setId, uint8_t* blob, uint32_t blobCapacity,
+                               uint8_t* work, uint32_t workSize, uint32_t* blobSize);
+[[nodiscard]] int32_t setConfiguration(Engine& v, const uint8_t* blob, uint32_t blobSize,
+                                       uint8_t* work, uint32_t workSize);
+[[nodiscard]] int32_t setState(Engine& v, const uint8_t* blob, uint32_t blobSize, uint8_t* work,
+                               uint32_t workSize);
 
 }  // namespace vorn

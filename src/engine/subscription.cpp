@@ -30,7 +30,7 @@ void Engine::requestOutput(uint8_t id, uint16_t interval) {
     subscriptionChanged = 1;
 }
 
-int32_t Engine::checkSamplIntvlCompatibilty(const OutputIntervals& newIntervals) const {
+int32_t Engine::checkIntervalsCompatible(const OutputIntervals& newIntervals) const {
     bool allUnchecked = true;
     uint16_t shortest = baseIntvl;
     for (uint8_t id = 1; id <= kMaxOutputId; ++id) {

@@ -135,7 +135,7 @@ int32_t updateSubscription(Engine& v, const SensorRate* requested, uint8_t nRequ
     int32_t status = nRequested == 0 ? int32_t{RC_W_NOTHING_REQUESTED}
                                      : checkRequests(v, requested, nRequested, newIntervals);
     if (status >= 0) {
-        const int32_t compatibility = v.checkSamplIntvlCompatibilty(newIntervals);
+        const int32_t compatibility = v.checkIntervalsCompatible(newIntervals);
         if (compatibility != RC_OK) status = compatibility;
     }
     if (status >= 0) {

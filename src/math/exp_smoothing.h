@@ -12,15 +12,12 @@
 namespace vorn {
 
 template <std::size_t N>
-struct ExpSmoothingVorn {
+struct ExpSmoothing {
     std::array<float, N> coeff;  // smoothing coefficient per element, 0..1 (1 = follow input)
     std::array<float, N> state;  // last filtered value per element; 0.0 = not seeded
-    uint8_t size;                // number of elements, N
 
     // Coefficients 0.5, states 0.0.
-    constexpr ExpSmoothingVorn() : coeff{}, state{}, size(static_cast<uint8_t>(N)) {
-        coeff.fill(0.5f);
-    }
+    constexpr ExpSmoothing() : coeff{}, state{} { coeff.fill(0.5f); }
 };
 
 // Coefficients from normalised bandwidths w (bandwidth / half the sampling

@@ -1,17 +1,18 @@
 // The single-precision elementary functions the library computes with, in one place:
-// each returns its result and takes the float overload of the C library, never a
+// each returns its result and calls the float overload of the C library, never a
 // double one, so that every caller rounds alike and a port can swap them together.
+// They are defined out of line on purpose: inlined, the compiler would evaluate calls
+// with constant arguments itself, correctly rounded, where the C library may differ
+// by an ulp, and the same expression would give different bits in different places.
 #pragma once
-
-#include <cmath>
 
 namespace vorn::f32 {
 
-inline float log(float x) { return std::log(x); }
-inline float log10(float x) { return std::log10(x); }
-inline float exp(float x) { return std::exp(x); }
-inline float pow(float x, float y) { return std::pow(x, y); }
-inline float sqrt(float x) { return std::sqrt(x); }
-inline float sin(float x) { return std::sin(x); }
+float log(float x);
+float log10(float x);
+float exp(float x);
+float pow(float x, float y);
+float sqrt(float x);
+float sin(float x);
 
 }  // namespace vorn::f32

@@ -5,6 +5,8 @@
 
 #include <cmath>
 
+#include "math/f32.h"
+
 namespace vorn {
 
 namespace {
@@ -50,13 +52,13 @@ double roundd(double x) {
 
 float convertHumidity(float t1, float t2, float rh) {
     // The dew point of the air at t1 is kept; humidity at t2 follows from it.
-    const float logFraction = std::log(humidityFraction(rh));
+    const float logFraction = f32::log(humidityFraction(rh));
     const float gamma1 = magnusGamma(t1);
     const float gamma2 = magnusGamma(t2);
     const float dewPoint =
         (gamma1 + logFraction) * kMagnusLambda / (kMagnusBeta - (gamma1 + logFraction));
     const float r =
-        std::exp(kMagnusBeta * dewPoint / (dewPoint + kMagnusLambda) - gamma2) * kPercent;
+        f32::exp(kMagnusBeta * dewPoint / (dewPoint + kMagnusLambda) - gamma2) * kPercent;
     if (r > kPercent) {
         return kPercent;
     }
@@ -69,34 +71,6 @@ float convertHumidity(float t1, float t2, float rh) {
 float polyval(const std::array<float, 2>& p, float x) {
     const float product = p[0] * x;
     return product + p[1];
-}
-
-void log(float& x) {
-    x = std::log(x);
-}
-
-void log10(float& x) {
-    x = std::log10(x);
-}
-
-void sqrt(float& x) {
-    x = std::sqrt(x);
-}
-
-void applyScalarFunctionInPlace(Vec3& v) {
-    for (float& element : v) {
-        element = std::sqrt(element);
-    }
-}
-
-void sqrt(Vec3& v) {
-    applyScalarFunctionInPlace(v);
-}
-
-void sin(Vec3& v) {
-    for (float& element : v) {
-        element = std::sin(element);
-    }
 }
 
 }  // namespace vorn

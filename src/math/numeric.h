@@ -1,7 +1,7 @@
 // Numeric helpers shared by the modules, the subscription and the scheduler: the
 // half-away-from-zero rounding rule, relative-humidity conversion between two
-// temperatures, the first-order polynomial and in-place single-precision
-// elementary functions. Single precision throughout except roundd.
+// temperatures and the first-order polynomial. Single precision throughout except
+// roundd.
 #pragma once
 
 #include <array>
@@ -20,20 +20,7 @@ double roundd(double x);
 // NaN results become 0.
 float convertHumidity(float t1, float t2, float rh);
 
-// Exact equality of two time stamps.
-constexpr bool isEqual(int64_t a, int64_t b) { return a == b; }
-
 // p[0] * x + p[1]: product rounded to float, then the sum (never fused).
 float polyval(const std::array<float, 2>& p, float x);
-
-// In-place elementary functions (single precision).
-void log(float& x);    // natural logarithm
-void log10(float& x);  // decimal logarithm
-void sqrt(float& x);   // square root
-void sqrt(Vec3& v);    // element-wise square root (applyScalarFunctionInPlace)
-void sin(Vec3& v);     // element-wise sine, radians
-
-// Element-wise square root over exactly three elements.
-void applyScalarFunctionInPlace(Vec3& v);
 
 }  // namespace vorn

@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "identifiers/identifiers.h"
+#include "math/f32.h"
 #include "math/numeric.h"
 
 namespace vorn {
@@ -70,7 +71,7 @@ float humiditySlopeFor(const GasHumidityBaselineTracker& t) {
 
 float absoluteHumidity(float temperature, float humidity) {
     const float a = (temperature * kMagnusBeta) / (temperature + kMagnusLambda);
-    float ah = ((humidity * kSaturationPressure0) / 100.0f) * std::exp(a) /
+    float ah = ((humidity * kSaturationPressure0) / 100.0f) * f32::exp(a) /
                (temperature + kKelvinOffset) * kVapourFactor;
     if (!(ah > kMinAbsoluteHumidity)) ah = kMinAbsoluteHumidity;
     return ah;
@@ -127,7 +128,7 @@ void GasHumidityBaselineTracker::refreshFilterCoefficients() {
     const float dt = static_cast<float>(samplIntvl) / 100.0f;
     riseStep = (rangeScale * kLog10Ratio250 / riseTime) * dt;
     for (std::size_t k = 0; k < relaxFactor.size(); ++k) {
-        relaxFactor[k] = 1.0f - std::exp(-dt / decayTimeConstant[k]);
+        relaxFactor[k] = 1.0f - f32::exp(-dt / decayTimeConstant[k]);
     }
 }
 
@@ -136,12 +137,10 @@ void GasHumidityBaselineTracker::updateInterfaceDependency(uint16_t interval) {
     samplIntvl = interval;
     stepSeconds = static_cast<uint16_t>(interval / 100u + (interval % 100u >= 50u ? 1u : 0u));
 
-    float logRatio = bandRatio(interval);
-    log10(logRatio);
+    const float logRatio = f32::log10(bandRatio(interval));
     rangeScale = std::fabs(logRatio) / kLog10Ratio5Over3;
 
-    float root = static_cast<float>(samplesPerWindow(interval));
-    sqrt(root);
+    const float root = f32::sqrt(static_cast<float>(samplesPerWindow(interval)));
     // The threshold keeps only the low byte, so 511 (interval 0) becomes 255.
     const auto threshold = static_cast<uint32_t>(std::floor(2.0f * root));
     inBandThreshold = static_cast<uint8_t>(threshold & 0xFFu);
@@ -188,7 +187,7 @@ void applyEvent(GasHumidityBaselineTracker& t, uint8_t kind) {
     const std::size_t e = kind - 1u;
     const int32_t distance =
         static_cast<int32_t>(t.holdOffRemaining) - static_cast<int32_t>(t.holdOffTarget[e]);
-    const float move = std::round(static_cast<float>(distance) / std::exp(t.holdOffExponent[e]));
+    const float move = std::round(static_cast<float>(distance) / f32::exp(t.holdOffExponent[e]));
     const float next = static_cast<float>(t.holdOffRemaining) - move;
     if (std::isnan(next)) return;
     t.holdOffRemaining = static_cast<uint16_t>(std::clamp(next, 0.0f, 65535.0f));
@@ -262,8 +261,7 @@ void GasHumidityBaselineTracker::doStep(uint8_t accumulatedFlag, uint8_t continu
                                         bool modifiedHeating, BaselineBounds& bounds,
                                         float& compensated, float logGas, float temperature,
                                         float humidity, float baselineIndex) {
-    float logAh = absoluteHumidity(temperature, humidity);
-    log10(logAh);
+    const float logAh = f32::log10(absoluteHumidity(temperature, humidity));
     const float x = humiditySlopeFor(*this) * logAh + logGas;
     compensated = x;
 

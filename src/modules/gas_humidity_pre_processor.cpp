@@ -2,6 +2,8 @@
 // signals and derives the smoothing coefficients from the bandwidths.
 #include "modules/gas_humidity_pre_processor.h"
 
+#include "math/f32.h"
+
 namespace vorn {
 
 namespace {
@@ -16,9 +18,8 @@ constexpr float kUnitsPerSecond = 100.0f;  // one interval unit is 10 ms
 void GasHumidityPreProcessor::doStep(float& logGas, float& temperature, float& humidity,
                                      float gasResistance, float rawTemperature, float rawHumidity) {
     // Written so that NaN also takes the floor.
-    float gas = gasResistance > kGasResistanceFloor ? gasResistance : kGasResistanceFloor;
-    vorn::log10(gas);
-    const Vec3 x = {gas, rawTemperature, rawHumidity};
+    const float gas = gasResistance > kGasResistanceFloor ? gasResistance : kGasResistanceFloor;
+    const Vec3 x = {f32::log10(gas), rawTemperature, rawHumidity};
 
     Vec3& state = gasFilter.state;
     if (state[0] == 0.0f) state = x;

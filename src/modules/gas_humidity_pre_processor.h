@@ -25,7 +25,7 @@ namespace vorn {
       "smoothed log10 gas, temperature, humidity")
 
 struct GasHumidityPreProcessor {
-    ExpSmoothingVorn<3> gasFilter;  // log gas, temperature, humidity; state[0] 0.0 = not seeded
+    ExpSmoothing<3> gasFilter;  // log gas, temperature, humidity; state[0] 0.0 = not seeded
     Vec3 bandwidth;                 // Hz, per element (configuration)
 
     static constexpr uint32_t kChannelId = 3;

@@ -27,7 +27,7 @@ namespace vorn {
 
 struct HumidityTemperatureCorrector {
     static constexpr uint32_t kChannelId = 10;
-    ExpSmoothingVorn<1> temperatureFilter;  // C; state 0.0 = not seeded
+    ExpSmoothing<1> temperatureFilter;  // C; state 0.0 = not seeded
     std::array<float, 2> humidityPoly;      // p0, p1 (configuration); 0, 0 = no correction
 
     constexpr HumidityTemperatureCorrector() : temperatureFilter(), humidityPoly{0.0f, 0.0f} {}

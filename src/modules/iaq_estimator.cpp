@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "identifiers/identifiers.h"
+#include "math/f32.h"
 #include "math/numeric.h"
 
 namespace vorn {
@@ -60,14 +61,11 @@ void IaqEstimator::resetLearning() {
 
 void IaqEstimator::updateInterfaceDependency(uint16_t interval) {
     if (interval == kIntervalOff) return;
-    float logRatio = bandRatio(interval);
-    log10(logRatio);
+    const float logRatio = f32::log10(bandRatio(interval));
     fixedSlope = static_cast<float>(indexScale) / std::fabs(logRatio);
 
-    float logHigh = expValueHigh;
-    float logLow = expValueLow;
-    log10(logHigh);
-    log10(logLow);
+    const float logHigh = f32::log10(expValueHigh);
+    const float logLow = f32::log10(expValueLow);
     expLogSlope = (logHigh - logLow) / static_cast<float>(indexScale);
     const int indexAtHigh = indexScale + indexOffset;  // formed in integers
     expLogIntercept = logHigh - static_cast<float>(indexAtHigh) * expLogSlope;
@@ -126,7 +124,7 @@ void IaqEstimator::doStep(const BaselineBounds& bounds, IaqResults& results, flo
     const float base = static_cast<float>(linearBase);
     const float linear =
         linearKnee < fixedScale ? fixedScale * linearSlopeHigh : fixedScale * linearSlopeLow + base;
-    const float exponential = std::pow(10.0f, fixedScale * expLogSlope + expLogIntercept);
+    const float exponential = f32::pow(10.0f, fixedScale * expLogSlope + expLogIntercept);
     const float percent = gasPercent(bounds.upper[1], bounds.lower[1], x);
 
     results[kIndex] = {index, s1};

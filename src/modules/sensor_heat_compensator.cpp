@@ -48,7 +48,7 @@ float SensorHeatCompensator::doStep(int64_t gasTimestamp, int64_t temperatureTim
     if (gasInterval == kFixedTermInterval) {
         heating = fixedCompensation;
     } else if (const int k = coefficientIndex(gasInterval);
-               k != kNoClass && !isEqual(prevGasTimestamp, kNoTimestamp)) {
+               k != kNoClass && prevGasTimestamp != kNoTimestamp) {
         const auto index = static_cast<std::size_t>(k);
         const double seconds = secondsBetween(temperatureTimestamp, prevGasTimestamp);
         const auto squared = static_cast<float>(seconds * seconds);

@@ -26,8 +26,8 @@ inline constexpr uint32_t kBlobZeroOffsetInTrailer = 6;  // the two bytes that m
 // position + n exceeds the blob capacity, else RC_E_WORK_BUFFER_SMALL when n exceeds
 // the work buffer (a section writer's overflow marker, workSize + 1); on failure
 // nothing is copied and position is unchanged. Bounds are compared without wrapping.
-int32_t append(uint8_t* blob, uint32_t blobCapacity, uint32_t& position, uint32_t n,
-               const uint8_t* work, uint32_t workSize);
+[[nodiscard]] int32_t append(uint8_t* blob, uint32_t blobCapacity, uint32_t& position, uint32_t n,
+                             const uint8_t* work, uint32_t workSize);
 
 // Frame a blob whose sections end at `size` (16 + payload length): write the
 // version word (bytes 04 07 04 01), the kind field 61 as 8 bytes and the length
@@ -37,7 +37,7 @@ int32_t append(uint8_t* blob, uint32_t blobCapacity, uint32_t& position, uint32_
 // written and size unchanged: RC_E_BLOB_OVERFLOW when size + 8 exceeds the
 // capacity (the sections may fit while the trailer does not), RC_E_BLOB_LENGTH when
 // size < 16 (no room was left for the header).
-int32_t frameSerializedData(uint8_t* blob, uint32_t blobCapacity, uint32_t& size);
+[[nodiscard]] int32_t frameSerializedData(uint8_t* blob, uint32_t blobCapacity, uint32_t& size);
 
 // The import checks, in order, the first failure deciding: RC_E_BLOB_TOO_SHORT
 // (size <= 23), RC_E_WORK_BUFFER_SMALL (size > workSize, before any content is
@@ -47,8 +47,8 @@ int32_t frameSerializedData(uint8_t* blob, uint32_t blobCapacity, uint32_t& size
 // differs from the stored one, or one of the last two bytes is non-zero). The four
 // reserved trailer bytes are never read. On success RC_OK and position 16 (the
 // first section); position 0 on failure.
-int32_t validateSerialization(const uint8_t* blob, uint32_t blobSize, uint32_t workSize,
-                              uint32_t& position);
+[[nodiscard]] int32_t validateSerialization(const uint8_t* blob, uint32_t blobSize,
+                                            uint32_t workSize, uint32_t& position);
 
 // Copy the section at blob[position] into work[0 .. N-1] (N: the u16 at
 // blob[position]), report N and the id work[2], and advance position by N. Checks,
@@ -62,7 +62,8 @@ int32_t validateSerialization(const uint8_t* blob, uint32_t blobSize, uint32_t w
 // ends the import. For N of 0 to 2 the id is whatever work[2] held before; with a
 // work buffer of 2 bytes or less the id is reported as 0 (no owner) instead of
 // reading outside it. sectionId is 0 on every failure.
-int32_t parse(const uint8_t* blob, uint32_t blobSize, uint32_t& position, uint8_t* work,
-              uint32_t workSize, uint8_t& sectionId, uint32_t& sectionLength);
+[[nodiscard]] int32_t parse(const uint8_t* blob, uint32_t blobSize, uint32_t& position,
+                            uint8_t* work, uint32_t workSize, uint8_t& sectionId,
+                            uint32_t& sectionLength);
 
 }  // namespace vorn
