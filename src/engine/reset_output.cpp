@@ -7,18 +7,16 @@ namespace vorn {
 namespace {
 
 constexpr float kHeldIndexReset = 25.0f;  // the index of clean air
-constexpr uint32_t kBaselineChannel = 1;
-constexpr uint32_t kIaqChannel = 2;
 
 }  // namespace
 
 int32_t resetOutput(Engine& v, uint8_t id) {
     if (id < OUT_IAQ_INDEX || id > OUT_EXPONENTIAL_ESTIMATE) return RC_OK;
     v.hub.baselineTracker.setState();
-    v.hub.updateChannelInterfaceDependency(kBaselineChannel);
+    v.hub.updateChannelInterfaceDependency(channel::kBaselineTracker);
     v.hub.iaqEstimator.heldIndex = kHeldIndexReset;
     v.hub.iaqEstimator.heldFixedScaleIndex = kHeldIndexReset;
-    v.hub.updateChannelInterfaceDependency(kIaqChannel);
+    v.hub.updateChannelInterfaceDependency(channel::kIaqEstimator);
     return RC_OK;
 }
 

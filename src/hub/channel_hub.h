@@ -26,61 +26,6 @@
 
 namespace vorn {
 
-// The literals the identifier table replaces, checked once against what it computes
-// (only at valid identifiers: the other entries were never read).
-namespace previous {
-inline constexpr std::array<int16_t, 21> kOutputChannels = {
-    23, 23, 23, 23, 29, 0, 0, 0, 0, 352, 480, 16, 16, 256, 768, 21, 21, 21, 21, 21, 23};
-inline constexpr std::array<int32_t, 21> kOutputInputs = {
-    0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0x4,      0x1,
-    0x2,      0x8,      0x9FFFF4, 0x9FFFF6, 0x800008, 0x800008, 0x802004,
-    0x802006, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E};
-inline constexpr std::array<int16_t, 10> kChannelUpstream = {20, 17, 16, 5, 0, 256, 32, 64, 0, 256};
-inline constexpr std::array<int8_t, 10> kChannelInputs = {0, 0, 14, 0, 8, 4, 4, 6, 4, 6};
-inline constexpr std::array<uint8_t, 21> kOutputSlot = {1, 2,  3,  4,  0, 5, 6,  7, 8, 0, 0,
-                                                        9, 10, 11, 12, 0, 0, 13, 0, 0, 14};
-inline constexpr std::array<uint8_t, 10> kChannelIndex = {1, 2, 3, 0, 4, 0, 0, 0, 5, 6};
-inline constexpr std::array<uint8_t, 24> kInputSlot = {1, 2, 3, 4, 0, 0, 0, 0, 0, 0, 0, 0,
-                                                       0, 5, 0, 0, 0, 0, 0, 0, 0, 6, 7, 8};
-inline constexpr std::array<bool, 14> kClimatePacedSlot = {
-    false, false, false, false, true, true, true, false, false, false, true, true, false, false};
-constexpr bool same() {
-    bool ok = kInputMask == 0x00E0200Fu && kOutputMask == 0x001279EFu && kChannelMask == 0x317u;
-    ok = ok && kInputCount == 8 && kOutputCount == 14 && kChannelCount == 6;
-    ok = ok && kMaxInputId == 24 && kMaxOutputId == 21 && kMaxChannelId == 10;
-    ok = ok && vorn::kOutputSlot == previous::kOutputSlot &&
-         vorn::kChannelIndex == previous::kChannelIndex && vorn::kInputSlot == previous::kInputSlot;
-    for (uint32_t id = 1; id <= 21; ++id) {
-        if (!isOutputId(id)) continue;
-        ok = ok && vorn::kOutputChannels[id - 1] == previous::kOutputChannels[id - 1];
-        ok = ok &&
-             vorn::kOutputInputs[id - 1] == static_cast<uint32_t>(previous::kOutputInputs[id - 1]);
-        ok = ok && hasId(kGasPacedOutputs, id) != kClimatePacedSlot[outputIndex(id)];
-    }
-    for (uint32_t id = 1; id <= 10; ++id) {
-        if (!isChannelId(id)) continue;
-        ok = ok && vorn::kChannelUpstream[id - 1] == previous::kChannelUpstream[id - 1];
-        ok = ok && vorn::kChannelInputs[id - 1] == previous::kChannelInputs[id - 1];
-    }
-    const std::array<uint8_t, 10> host = {OUT_IAQ_INDEX,
-                                          OUT_COMPENSATED_TEMPERATURE,
-                                          OUT_PASSTHROUGH_PRESSURE,
-                                          OUT_COMPENSATED_HUMIDITY,
-                                          OUT_PASSTHROUGH_GAS,
-                                          OUT_PASSTHROUGH_TEMPERATURE,
-                                          OUT_PASSTHROUGH_HUMIDITY,
-                                          OUT_IAQ_FIXED_SCALE,
-                                          OUT_LINEAR_ESTIMATE,
-                                          OUT_EXPONENTIAL_ESTIMATE};
-    ok = ok && kHostOutputs == host;
-    const std::array<float, 8> min = {0.0f, 0.0f, -65.0f, 170.0f, -kUnbounded, 0.0f, 0.0f, 0.0f};
-    const std::array<float, 8> max = {2000000.0f, 100.0f, 125.0f, 13200000.0f,
-                                      kUnbounded, 2.0f,   2.0f,   9.0f};
-    return ok && kInputMinimum == min && kInputMaximum == max;
-}
-static_assert(same(), "the table computes today's literals");
-}  // namespace previous
-
 // An IAQ accuracy as published with an output: rounded half away from zero (2.5
 // gives 3); NaN and values at or below 0 give 0, values at or above 255 give 255.
 uint8_t accuracyToByte(float accuracy);

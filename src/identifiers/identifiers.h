@@ -142,9 +142,9 @@ constexpr std::array<uint8_t, MaxId> slots(const std::array<Row, N>& rows) {
     return out;
 }
 
-// Called only when a mask does not fit its narrow column: as it is no constexpr
-// function, reaching it stops the compile.
-void maskDoesNotFitItsColumn();
+// Called only where a table breaks one of its rules (a mask too wide for its column,
+// say): as it is no constexpr function, reaching it stops the compile.
+void tableBreaksItsRules();
 
 // A mask column by id - 1, 0 for an id without a row, in the narrowest type it fits.
 template <typename T, std::size_t MaxId, typename Row, std::size_t N>
@@ -152,7 +152,7 @@ constexpr std::array<T, MaxId> column(const std::array<Row, N>& rows, uint32_t R
     std::array<T, MaxId> out{};
     for (const Row& row : rows) {
         out[row.id - 1] = static_cast<T>(row.*mask);
-        if (out[row.id - 1] != row.*mask) maskDoesNotFitItsColumn();
+        if (out[row.id - 1] != row.*mask) tableBreaksItsRules();
     }
     return out;
 }
@@ -215,9 +215,9 @@ inline constexpr auto kChannelUpstream =
 inline constexpr auto kChannelInputs =
     detail::column<uint8_t, kMaxChannelId>(kChannelTable, &ChannelRow::inputs);
 
-// Outputs paced by the gas measurement: those that need a gas sample. The others
-// (temperature, pressure, humidity) follow the climate readings.
-inline constexpr uint32_t kGasPacedOutputs = [] {
+// Outputs that need the gas sample. They are paced by the gas measurement; the
+// others (temperature, pressure, humidity) follow the climate readings.
+inline constexpr uint32_t kGasOutputs = [] {
     uint32_t bits = 0;
     for (const OutputRow& row : kOutputTable) {
         if (hasId(row.inputs, IN_GAS_RESISTANCE)) bits |= idBits({row.id});
