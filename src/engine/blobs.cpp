@@ -5,12 +5,9 @@
 // no staging: a failing section leaves the earlier ones applied.
 #include "serialization/blob_frame.h"
 #include "engine/engine.h"
-#include "identifiers/version.h"
 
 namespace vorn {
 namespace {
-
-static_assert(kBlobVersion == kBlobFormatVersion, "blobs carry the library's version");
 
 constexpr uint32_t kMinConfigurationCapacity = 24;
 constexpr uint32_t kMinStateCapacity = 25;

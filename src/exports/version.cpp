@@ -1,7 +1,11 @@
 // The version report. Independent of the library instance, so it answers at any
-// time, also before vorn_init.
+// time, also before vorn_init. Blobs carry the same version in their frame.
 #include "identifiers/version.h"
+
+#include "serialization/blob_frame.h"
 #include "vorn/vorn.h"
+
+static_assert(vorn::kBlobVersion == vorn::kBlobFormatVersion, "blobs carry the library's version");
 
 extern "C" int32_t vorn_get_version(VersionInfo* version) {
     if (version != nullptr) *version = vorn::kVersion;

@@ -11,8 +11,8 @@
 
 namespace vorn {
 
-inline constexpr VersionInfo kVersion = {VORN_VERSION_MAJOR, VORN_VERSION_MINOR,
-                                         VORN_VERSION_PATCH, VORN_VERSION_BUILD};
+inline constexpr VersionInfo kVersion = {VORN_VERSION_MAJOR, VORN_VERSION_MINOR, VORN_VERSION_PATCH,
+                                         VORN_VERSION_BUILD};
 
 inline constexpr uint32_t kBlobFormatVersion =
     uint32_t{kVersion.major} << 24 | uint32_t{kVersion.minor} << 16 |
