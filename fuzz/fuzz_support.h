@@ -13,6 +13,7 @@
 #include <initializer_list>
 #include <vector>
 
+#include "identifiers/version.h"
 #include "vorn/vorn.h"
 
 namespace vorn_fuzz {
@@ -90,7 +91,7 @@ VORN_FUZZ_NO_COVERAGE inline int32_t expectedFrameStatus(const uint8_t* blob, ui
     if (size < kFrameSize) return RC_E_BLOB_TOO_SHORT;
     if (size > workSize) return RC_E_WORK_BUFFER_SMALL;
     const uint32_t version = loadU32(blob);
-    if (version != 0x01040704u && version != 0xFFFFFFFFu) return RC_E_BLOB_VERSION;
+    if (version != vorn::kBlobFormatVersion && version != 0xFFFFFFFFu) return RC_E_BLOB_VERSION;
     const uint32_t kindLow = loadU32(blob + 4);
     if (loadU32(blob + 8) != 0 || (kindLow != 61u && kindLow != 0xFFFFFFFFu)) return RC_E_BLOB_KIND;
     const uint32_t payload = loadU32(blob + 12);
@@ -106,7 +107,7 @@ inline void refreshFrame(std::vector<uint8_t>& blob, bool header = true) {
     if (blob.size() < kFrameSize) return;
     const uint32_t payload = static_cast<uint32_t>(blob.size()) - kFrameSize;
     if (header) {
-        const uint32_t words[] = {0x01040704u, 61u, 0u, payload};
+        const uint32_t words[] = {vorn::kBlobFormatVersion, 61u, 0u, payload};
         for (int i = 0; i < 4; ++i) storeU32(blob.data() + 4 * i, words[i]);
     }
     storeU32(blob.data() + blob.size() - 4, crcX25(blob.data(), kHeaderSize + payload));

@@ -24,9 +24,11 @@ case "${1:-}" in
 esac
 
 BUILD=$ROOT/build-m4
+mkdir -p "$BUILD"
+cmake -DVORN_GENERATED_DIR="$BUILD/generated" -P cmake/VornVersion.cmake  # vorn/version.h
 SOURCES=$(ls src/math/*.cpp src/serialization/*.cpp src/modules/*.cpp src/hub/*.cpp \
               src/engine/*.cpp src/exports/*.cpp)
-COMMON=(-std=c++20 -I"$ROOT/src" -I"$ROOT/include" -DVORN_BUILDING_LIBRARY -ffp-contract=off
+COMMON=(-std=c++20 -I"$ROOT/src" -I"$ROOT/include" -I"$BUILD/generated" -DVORN_BUILDING_LIBRARY -ffp-contract=off
         -fno-exceptions -fno-rtti -fno-threadsafe-statics -Wall -Wextra -Wpedantic -Wconversion
         -Wshadow -fstack-usage -fcallgraph-info=su)
 M4=(-mcpu=cortex-m4 -mthumb -mfloat-abi=hard -mfpu=fpv4-sp-d16 -Os -ffunction-sections
@@ -48,7 +50,6 @@ compile_all() {  # compile_all COMPILER OUTDIR FLAGS...
 }
 
 echo "== footprint: Cortex-M4 build in $BUILD"
-mkdir -p "$BUILD"
 compile_all arm-none-eabi-g++ "$BUILD/m4" "${M4[@]}"
 arm-none-eabi-gcc "${M4[@]}" -std=c99 -I"$ROOT/include" -c bench/m4/main.c -o "$BUILD/main.o"
 arm-none-eabi-gcc "${M4[@]}" -c bench/m4/empty.c -o "$BUILD/empty.o"

@@ -254,7 +254,8 @@ std::string frameProblem(int32_t status, std::span<const uint8_t> blob, const Bl
             return fmt::format("the blob is {} bytes, more than the {} bytes a blob can be here",
                                size, kToolWorkBytes);
         case RC_E_BLOB_VERSION:
-            return fmt::format("version word 0x{:08X} is not 0x{:08X}", view.version, kBlobVersion);
+            return fmt::format("version word 0x{:08X} is not 0x{:08X}", view.version,
+                               kBlobFormatVersion);
         case RC_E_BLOB_KIND:
             return fmt::format("kind field 0x{:X} is not {}", view.kind, kBlobKind);
         case RC_E_BLOB_LENGTH:

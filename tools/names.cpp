@@ -1,41 +1,38 @@
-// Identifier and status-code names for the tools' messages, CSV headers and options.
+// Identifier and status-code names for the tools' messages, CSV headers and options:
+// the header's names (generated from it), checked against the identifier table.
 #include "names.h"
 
 #include <algorithm>
 #include <charconv>
 
+#include "header_tables.h"
 #include "tool_error.h"
 #include "vorn/vorn.h"
 
 namespace vorn::tools {
 
-const std::array<OutputInfo, 14> kOutputs = {{
-    {OUT_IAQ_INDEX, "iaq_index", "IAQ index 0..500"},
-    {OUT_IAQ_FIXED_SCALE, "iaq_fixed_scale", "fixed-scale IAQ index"},
-    {OUT_LINEAR_ESTIMATE, "linear_estimate", "linear estimate of the fixed-scale index"},
-    {OUT_EXPONENTIAL_ESTIMATE, "exponential_estimate", "exponential estimate"},
-    {OUT_PASSTHROUGH_TEMPERATURE, "raw_temperature", "raw temperature, degC"},
-    {OUT_PASSTHROUGH_PRESSURE, "raw_pressure", "raw pressure, Pa"},
-    {OUT_PASSTHROUGH_HUMIDITY, "raw_humidity", "raw relative humidity, %"},
-    {OUT_PASSTHROUGH_GAS, "raw_gas", "raw gas resistance, ohm"},
-    {OUT_ACCUMULATED_TIME_FLAG, "accumulated_time_flag", "accumulated operating time reached"},
-    {OUT_CONTINUOUS_TIME_FLAG, "continuous_time_flag", "continuous operating time reached"},
-    {OUT_COMPENSATED_TEMPERATURE, "compensated_temperature", "compensated temperature, degC"},
-    {OUT_COMPENSATED_HUMIDITY, "compensated_humidity", "compensated relative humidity, %"},
-    {OUT_COMPENSATED_LOG_GAS, "compensated_log_gas", "humidity-compensated log10 gas"},
-    {OUT_GAS_SCALE_PERCENT, "gas_scale_percent", "gas percentage on the slow baseline"},
-}};
+namespace {
 
-const std::array<uint8_t, 10> kHostOutputIds = {OUT_IAQ_INDEX,
-                                                OUT_COMPENSATED_TEMPERATURE,
-                                                OUT_PASSTHROUGH_PRESSURE,
-                                                OUT_COMPENSATED_HUMIDITY,
-                                                OUT_PASSTHROUGH_GAS,
-                                                OUT_PASSTHROUGH_TEMPERATURE,
-                                                OUT_PASSTHROUGH_HUMIDITY,
-                                                OUT_IAQ_FIXED_SCALE,
-                                                OUT_LINEAR_ESTIMATE,
-                                                OUT_EXPONENTIAL_ESTIMATE};
+// The header declares exactly the identifiers the table has rows for.
+template <std::size_t N, typename Row>
+constexpr bool sameIds(const std::array<header::Named, N>& named, const std::array<Row, N>& rows) {
+    for (std::size_t i = 0; i < N; ++i) {
+        if (named[i].value != static_cast<int32_t>(rows[i].id)) return false;
+    }
+    return true;
+}
+static_assert(sameIds(header::kOutputs, kOutputTable) && sameIds(header::kInputs, kInputTable));
+
+}  // namespace
+
+const std::array<OutputInfo, kOutputCount> kOutputs = [] {
+    std::array<OutputInfo, kOutputCount> out{};
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const header::Named& named = header::kOutputs[i];
+        out[i] = {static_cast<uint8_t>(named.value), named.name, named.description};
+    }
+    return out;
+}();
 
 const OutputInfo* outputById(uint32_t id) {
     for (const auto& info : kOutputs) {
@@ -74,7 +71,7 @@ std::vector<uint8_t> parseOutputList(std::string_view list) {
         return ids;
     }
     if (list == "host") {
-        ids.assign(kHostOutputIds.begin(), kHostOutputIds.end());
+        ids.assign(kHostOutputs.begin(), kHostOutputs.end());
     } else {
         while (!list.empty()) {
             const size_t comma = list.find(',');
@@ -96,74 +93,10 @@ std::vector<uint8_t> parseOutputList(std::string_view list) {
 }
 
 const char* statusName(int32_t code) {
-    switch (code) {
-        case RC_OK:
-            return "RC_OK";
-        case RC_E_INPUT_ID:
-            return "RC_E_INPUT_ID";
-        case RC_E_INPUT_RANGE:
-            return "RC_E_INPUT_RANGE";
-        case RC_E_INPUT_DUPLICATE:
-            return "RC_E_INPUT_DUPLICATE";
-        case RC_E_RATE_ZERO:
-            return "RC_E_RATE_ZERO";
-        case RC_E_RATE_NOT_ALLOWED:
-            return "RC_E_RATE_NOT_ALLOWED";
-        case RC_E_OUTPUT_DUPLICATE:
-            return "RC_E_OUTPUT_DUPLICATE";
-        case RC_E_RATE_RANGE:
-            return "RC_E_RATE_RANGE";
-        case RC_E_REQUIRED_ROOM:
-            return "RC_E_REQUIRED_ROOM";
-        case RC_E_INTERVAL_NOT_MULTIPLE:
-            return "RC_E_INTERVAL_NOT_MULTIPLE";
-        case RC_E_GAS_INTERVAL_CONFLICT:
-            return "RC_E_GAS_INTERVAL_CONFLICT";
-        case RC_E_INTERVAL_TOO_SHORT:
-            return "RC_E_INTERVAL_TOO_SHORT";
-        case RC_E_SECTION_TOO_LARGE:
-            return "RC_E_SECTION_TOO_LARGE";
-        case RC_E_SERIALIZE_REQUEST:
-            return "RC_E_SERIALIZE_REQUEST";
-        case RC_E_BLOB_VERSION:
-            return "RC_E_BLOB_VERSION";
-        case RC_E_BLOB_KIND:
-            return "RC_E_BLOB_KIND";
-        case RC_E_BLOB_CRC:
-            return "RC_E_BLOB_CRC";
-        case RC_E_BLOB_TOO_SHORT:
-            return "RC_E_BLOB_TOO_SHORT";
-        case RC_E_WORK_BUFFER_SMALL:
-            return "RC_E_WORK_BUFFER_SMALL";
-        case RC_E_BLOB_LENGTH:
-            return "RC_E_BLOB_LENGTH";
-        case RC_E_BLOB_OVERFLOW:
-            return "RC_E_BLOB_OVERFLOW";
-        case RC_E_SECTION_UNKNOWN:
-            return "RC_E_SECTION_UNKNOWN";
-        case RC_E_SECTION_SHORT:
-            return "RC_E_SECTION_SHORT";
-        case RC_W_NO_OUTPUT_ROOM:
-            return "RC_W_NO_OUTPUT_ROOM";
-        case RC_W_OUTPUT_OVERFLOW:
-            return "RC_W_OUTPUT_OVERFLOW";
-        case RC_W_INPUT_REPEATED:
-            return "RC_W_INPUT_REPEATED";
-        case RC_W_OUTPUT_ID_IGNORED:
-            return "RC_W_OUTPUT_ID_IGNORED";
-        case RC_W_TRIGGER_UNAVAILABLE:
-            return "RC_W_TRIGGER_UNAVAILABLE";
-        case RC_W_NOTHING_REQUESTED:
-            return "RC_W_NOTHING_REQUESTED";
-        case RC_W_CALL_TIME_DEVIATION:
-            return "RC_W_CALL_TIME_DEVIATION";
-        case RC_W_TRIGGER_TIMING:
-            return "RC_W_TRIGGER_TIMING";
-        case RC_W_TRIGGER_TOO_SOON:
-            return "RC_W_TRIGGER_TOO_SOON";
-        default:
-            return "unknown status";
+    for (const header::Named& status : header::kStatuses) {
+        if (status.value == code) return status.name;
     }
+    return "unknown status";
 }
 
 std::string describeStatus(int32_t code) {

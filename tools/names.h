@@ -1,6 +1,7 @@
 // Names for the library's numeric identifiers: output identifiers as the short
 // snake_case names used on the command line and in CSV headers, and status codes
 // as their enum names, so every message a user reads says what a number means.
+// All of them come from the public header (see scripts/gen_header_tables.py).
 #pragma once
 
 #include <array>
@@ -8,6 +9,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "identifiers/identifiers.h"
 
 namespace vorn::tools {
 
@@ -17,11 +20,9 @@ struct OutputInfo {
     const char* label;  // human-readable description
 };
 
-// The fourteen outputs in ascending identifier order.
-extern const std::array<OutputInfo, 14> kOutputs;
-
-// The ten outputs of the host layer, in its request order.
-extern const std::array<uint8_t, 10> kHostOutputIds;
+// Every output in ascending identifier order: kOutputs[slot] is the output at that
+// slot of the library's per-output arrays (the hyper section's interval columns).
+extern const std::array<OutputInfo, kOutputCount> kOutputs;
 
 // By identifier; nullptr when the identifier is no output.
 const OutputInfo* outputById(uint32_t id);

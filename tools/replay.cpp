@@ -26,22 +26,10 @@ namespace {
 
 constexpr double kNsPerSecond = 1e9;
 constexpr double kMaxAbsTimeSeconds = 9.2e9;  // keeps time * 1e9 inside int64
-constexpr int kMaxOutputId = 21;
 constexpr uint8_t kOutputCapacity = 16;
-constexpr uint32_t kMeasuredInputsMask = 0xF;  // pressure, humidity, temperature, gas
-constexpr size_t kMaxFields = 64;              // fields of a log row that are looked at
-
-// Outputs that need the gas input: subscribing the status flags next to any of them at
-// the same rate changes no schedule and no other output.
-constexpr std::array<uint8_t, 9> kGasOutputs = {OUT_IAQ_INDEX,
-                                                OUT_IAQ_FIXED_SCALE,
-                                                OUT_LINEAR_ESTIMATE,
-                                                OUT_EXPONENTIAL_ESTIMATE,
-                                                OUT_PASSTHROUGH_GAS,
-                                                OUT_ACCUMULATED_TIME_FLAG,
-                                                OUT_CONTINUOUS_TIME_FLAG,
-                                                OUT_COMPENSATED_LOG_GAS,
-                                                OUT_GAS_SCALE_PERCENT};
+constexpr uint32_t kMeasuredInputsMask =
+    idBits({IN_PRESSURE, IN_HUMIDITY, IN_TEMPERATURE, IN_GAS_RESISTANCE});
+constexpr size_t kMaxFields = 64;  // fields of a log row that are looked at
 
 enum Column { kTime, kTemperature, kPressure, kHumidity, kGas, kColumnCount };
 constexpr std::array<const char*, kColumnCount> kColumnNames = {
@@ -50,13 +38,12 @@ constexpr std::array<const char*, kColumnCount> kColumnNames = {
 struct InputColumn {
     Column column;
     uint8_t id;
-    float min, max;  // the library's default accepted range, for messages only
 };
 constexpr std::array<InputColumn, 4> kInputColumns = {{
-    {kPressure, IN_PRESSURE, 0.0f, 2.0e6f},
-    {kHumidity, IN_HUMIDITY, 0.0f, 100.0f},
-    {kTemperature, IN_TEMPERATURE, -65.0f, 125.0f},
-    {kGas, IN_GAS_RESISTANCE, 170.0f, 1.32e7f},
+    {kPressure, IN_PRESSURE},
+    {kHumidity, IN_HUMIDITY},
+    {kTemperature, IN_TEMPERATURE},
+    {kGas, IN_GAS_RESISTANCE},
 }};
 
 bool contains(const std::vector<uint8_t>& ids, uint8_t id) {
@@ -103,8 +90,10 @@ void exportBlob(const std::string& path, bool configuration) {
 std::vector<uint8_t> subscriptionIds(const ReplayOptions& o, bool& flagsAdded) {
     std::vector<uint8_t> ids = o.outputs;
     flagsAdded = false;
+    // Subscribing the status flags next to an output that needs the gas input, at the
+    // same rate, changes no schedule and no other output.
     bool gas = false;
-    for (const uint8_t id : kGasOutputs) gas = gas || contains(ids, id);
+    for (const uint8_t id : ids) gas = gas || hasId(kGasOutputs, id);
     if (!gas) return ids;
     for (const uint8_t flag : {OUT_ACCUMULATED_TIME_FLAG, OUT_CONTINUOUS_TIME_FLAG}) {
         if (!contains(ids, flag)) {
@@ -271,9 +260,12 @@ std::string Replayer::rangeDetail(const std::array<double, kColumnCount>& values
     for (const auto& in : kInputColumns) {
         const auto v = static_cast<float>(values[in.column]);
         if (std::isnan(v)) return fmt::format("{} is not a number (NaN)", kColumnNames[in.column]);
-        if (v < in.min || v > in.max) {
+        // The library's default accepted range; a configuration does not change it.
+        const float min = kInputMinimum[inputIndex(in.id)];
+        const float max = kInputMaximum[inputIndex(in.id)];
+        if (v < min || v > max) {
             return fmt::format("{} {} is outside {:g} .. {:g}", kColumnNames[in.column],
-                               values[in.column], in.min, in.max);
+                               values[in.column], min, max);
         }
     }
     return "a value is outside its accepted range";

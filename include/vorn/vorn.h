@@ -188,7 +188,7 @@ enum vorn_status {
 /* ---- Operations ---- */
 
 /**
- * Report the library version (1.4.7.4). Returns RC_OK. Touches no state; may be
+ * Report the library version. Returns RC_OK. Touches no state; may be
  * called at any time, also before vorn_init.
  */
 VORN_API int32_t vorn_get_version(VersionInfo* version);

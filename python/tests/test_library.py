@@ -38,8 +38,8 @@ class LibraryTest(unittest.TestCase):
         self.lib.init()
         self.lib.subscribe({"compensated_temperature": 0.33333, 7: 0.33333, "iaq_index": 0.33333})
         result = self.step()
-        self.assertEqual([o.name for o in result], ["OUT_IAQ_INDEX", "OUT_PASSTHROUGH_PRESSURE",
-                                                    "OUT_COMPENSATED_TEMPERATURE"])
+        self.assertEqual([o.name for o in result], ["iaq_index", "passthrough_pressure",
+                                                    "compensated_temperature"])
         self.assertEqual(result["compensated_temperature"].value, 23.0)
         self.assertEqual(result[OutputId.OUT_PASSTHROUGH_PRESSURE].timestamp_ns, T0)
         self.assertNotIn("iaq_fixed_scale", result)

@@ -23,7 +23,13 @@ from .library import (
     Version,
 )
 
-__version__ = "1.4.7.4"
+
+def __getattr__(name: str):
+    # The package's version is the library's, asked of the library when first read,
+    # so that importing the package still loads no shared library.
+    if name == "__version__":
+        return str(Library().version())
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
 
 __all__ = [
     "Host",

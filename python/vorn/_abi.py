@@ -1,11 +1,14 @@
 """ctypes mirror of the records and operations of vorn/vorn.h.
 
-The record layouts are part of the library's ABI; the sizes are checked here at
-import time so that a drifting header is caught at once.
+The record layouts are part of the library's ABI; every size and field offset the
+header checks at compile time (read from it into _header.py) is checked here at
+import time, so that a record drifting from the header is caught at once.
 """
 
 import ctypes
 from ctypes import POINTER, c_float, c_int8, c_int32, c_int64, c_uint8, c_uint16, c_uint32
+
+from . import _header
 
 
 class InputSample(ctypes.Structure):
@@ -56,9 +59,23 @@ class BackendResult(ctypes.Structure):
     _fields_ = [("reserved_status", c_int8), ("library_status", c_int32)]
 
 
-for _record, _size in ((InputSample, 16), (OutputSample, 16), (SensorRate, 8),
-                       (SensorSettings, 24), (VersionInfo, 4), (BackendResult, 8)):
-    assert ctypes.sizeof(_record) == _size, f"{_record.__name__} layout drifted"
+
+def check_layouts(records, sizes, offsets) -> None:
+    """Raise AssertionError unless every record has the header's size and offsets."""
+    by_name = {record.__name__: record for record in records}
+    assert set(sizes) == set(by_name), f"records {sorted(by_name)}, header {sorted(sizes)}"
+    for name, size in sizes.items():
+        record = by_name[name]
+        assert ctypes.sizeof(record) == size, f"{name} is {ctypes.sizeof(record)} bytes, not {size}"
+        for field, offset in offsets.get(name, {}).items():
+            at = getattr(record, field).offset
+            assert at == offset, f"{name}.{field} at offset {at}, not {offset}"
+
+
+check_layouts((InputSample, OutputSample, SensorRate, SensorSettings, VersionInfo),
+              _header.RECORD_SIZES, _header.RECORD_OFFSETS)
+# The host layer's result record has no compile-time checks in its header.
+assert ctypes.sizeof(BackendResult) == 8, "BackendResult layout drifted"
 
 _u8p = POINTER(c_uint8)
 

@@ -1,82 +1,25 @@
 """Input and output identifiers and status codes of the vorn library.
 
-The member names are exactly those of the C header vorn/vorn.h, so code and
-documentation read the same in C and Python. `input_id` and `output_id` also
-accept short, case-insensitive names ("pressure", "iaq_index").
+The members are those of the C header vorn/vorn.h, read from it into _header.py,
+so code and documentation read the same in C and Python. An identifier also has a
+short name, the one the `vorn` program prints and writes as CSV column: its enum
+name lower-cased without IN_ / OUT_ ("pressure", "passthrough_temperature").
+`input_id` and `output_id` accept either, in any case.
 """
 
 from enum import IntEnum
 from typing import Union
 
-
-class InputId(IntEnum):
-    """Input identifiers (InputSample.id, bit id - 1 of SensorSettings.input_mask)."""
-
-    IN_PRESSURE = 1
-    IN_HUMIDITY = 2
-    IN_TEMPERATURE = 3
-    IN_GAS_RESISTANCE = 4
-    IN_TEMPERATURE_OFFSET = 14
-    IN_MOD_HEATING_FLAG = 22
-    IN_BASELINE_INDEX = 23
-    IN_PROCESSING_INHIBIT = 24
+from . import _header
 
 
-class OutputId(IntEnum):
-    """Output identifiers (SensorRate.id of a request, OutputSample.id)."""
-
-    OUT_IAQ_INDEX = 1
-    OUT_IAQ_FIXED_SCALE = 2
-    OUT_LINEAR_ESTIMATE = 3
-    OUT_EXPONENTIAL_ESTIMATE = 4
-    OUT_PASSTHROUGH_TEMPERATURE = 6
-    OUT_PASSTHROUGH_PRESSURE = 7
-    OUT_PASSTHROUGH_HUMIDITY = 8
-    OUT_PASSTHROUGH_GAS = 9
-    OUT_ACCUMULATED_TIME_FLAG = 12
-    OUT_CONTINUOUS_TIME_FLAG = 13
-    OUT_COMPENSATED_TEMPERATURE = 14
-    OUT_COMPENSATED_HUMIDITY = 15
-    OUT_COMPENSATED_LOG_GAS = 18
-    OUT_GAS_SCALE_PERCENT = 21
+class _Identifier(IntEnum):
+    @property
+    def short_name(self) -> str:
+        return _SHORT_NAMES[type(self)][self.value]
 
 
-class Status(IntEnum):
-    """Status codes: 0 success, negative error, positive warning."""
-
-    RC_OK = 0
-    RC_E_INPUT_ID = -1
-    RC_E_INPUT_RANGE = -2
-    RC_E_INPUT_DUPLICATE = -6
-    RC_E_RATE_ZERO = -10
-    RC_E_RATE_NOT_ALLOWED = -12
-    RC_E_OUTPUT_DUPLICATE = -13
-    RC_E_RATE_RANGE = -14
-    RC_E_REQUIRED_ROOM = -15
-    RC_E_INTERVAL_NOT_MULTIPLE = -16
-    RC_E_GAS_INTERVAL_CONFLICT = -17
-    RC_E_INTERVAL_TOO_SHORT = -18
-    RC_E_SECTION_TOO_LARGE = -32
-    RC_E_SERIALIZE_REQUEST = -33
-    RC_E_BLOB_VERSION = -34
-    RC_E_BLOB_KIND = -35
-    RC_E_BLOB_CRC = -36
-    RC_E_BLOB_TOO_SHORT = -37
-    RC_E_WORK_BUFFER_SMALL = -38
-    RC_E_BLOB_LENGTH = -40
-    RC_E_BLOB_OVERFLOW = -41
-    RC_E_SECTION_UNKNOWN = -100
-    RC_E_SECTION_SHORT = -104
-    RC_W_NO_OUTPUT_ROOM = 2
-    RC_W_OUTPUT_OVERFLOW = 3
-    RC_W_INPUT_REPEATED = 4
-    RC_W_OUTPUT_ID_IGNORED = 10
-    RC_W_TRIGGER_UNAVAILABLE = 11
-    RC_W_NOTHING_REQUESTED = 12
-    RC_W_CALL_TIME_DEVIATION = 100
-    RC_W_TRIGGER_TIMING = 101
-    RC_W_TRIGGER_TOO_SOON = 102
-
+class _Status(IntEnum):
     @property
     def is_error(self) -> bool:
         return self < 0
@@ -84,6 +27,21 @@ class Status(IntEnum):
     @property
     def is_warning(self) -> bool:
         return self > 0
+
+
+def _members(rows):
+    return [(name, value) for name, value, _, _ in rows]
+
+
+InputId = _Identifier("InputId", _members(_header.INPUTS), module=__name__)
+InputId.__doc__ = "Input identifiers (InputSample.id, bit id - 1 of SensorSettings.input_mask)."
+OutputId = _Identifier("OutputId", _members(_header.OUTPUTS), module=__name__)
+OutputId.__doc__ = "Output identifiers (SensorRate.id of a request, OutputSample.id)."
+Status = _Status("Status", _members(_header.STATUSES), module=__name__)
+Status.__doc__ = "Status codes: 0 success, negative error, positive warning."
+
+_SHORT_NAMES = {enum: {value: short for _, value, short, _ in rows}
+                for enum, rows in ((InputId, _header.INPUTS), (OutputId, _header.OUTPUTS))}
 
 
 def status_name(code: int) -> str:
@@ -94,7 +52,7 @@ def status_name(code: int) -> str:
         return f"status {code}"
 
 
-def _resolve(enum, prefix: str, key: Union[int, str]):
+def _resolve(enum, key: Union[int, str]):
     # Plain integers pass through unchanged (also invalid ones), so that the
     # library itself judges them and answers with its own status.
     if isinstance(key, enum):
@@ -105,22 +63,20 @@ def _resolve(enum, prefix: str, key: Union[int, str]):
         except ValueError:
             return key
     if isinstance(key, str):
-        name = key.strip().upper()
-        if not name.startswith(prefix):
-            name = prefix + name
-        try:
-            return enum[name]
-        except KeyError:
-            known = ", ".join(m.name for m in enum)
-            raise KeyError(f"unknown {enum.__name__} {key!r}; known: {known}") from None
+        name = key.strip()
+        for member in enum:
+            if name.lower() == member.short_name or name.upper() == member.name:
+                return member
+        known = ", ".join(m.short_name for m in enum)
+        raise KeyError(f"unknown {enum.__name__} {key!r}; known: {known}")
     raise TypeError(f"{enum.__name__} must be an int or a name, not {type(key).__name__}")
 
 
 def input_id(key: Union[int, str]) -> Union[InputId, int]:
     """InputId for an identifier or name ("IN_PRESSURE", "pressure"); other ints pass."""
-    return _resolve(InputId, "IN_", key)
+    return _resolve(InputId, key)
 
 
 def output_id(key: Union[int, str]) -> Union[OutputId, int]:
     """OutputId for an identifier or name ("OUT_IAQ_INDEX", "iaq_index"); other ints pass."""
-    return _resolve(OutputId, "OUT_", key)
+    return _resolve(OutputId, key)

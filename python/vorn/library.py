@@ -118,7 +118,7 @@ class Output:
 
     @property
     def name(self) -> str:
-        return self.id.name if isinstance(self.id, OutputId) else f"output {self.id}"
+        return self.id.short_name if isinstance(self.id, OutputId) else f"output {self.id}"
 
 
 @dataclass(frozen=True)

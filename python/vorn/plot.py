@@ -2,8 +2,9 @@
 humidity (raw and compensated), gas resistance and the stabilisation flags, with the
 simulated ground-truth VOC from the raw log when it is given.
 
-Independent of the package's ctypes modules: it only reads CSV files, so it works
-without the shared library. Uses matplotlib's Agg backend (no display needed).
+It only reads CSV files, so it works without the shared library; the columns are the
+outputs' short names, which `vorn replay` writes too. Uses matplotlib's Agg backend (no
+display needed).
 """
 
 from __future__ import annotations
@@ -19,6 +20,8 @@ matplotlib.use("Agg")
 import matplotlib.pyplot as plt  # noqa: E402  (the backend must be chosen first)
 import numpy as np  # noqa: E402
 from matplotlib.patches import Patch  # noqa: E402
+
+from .ids import OutputId  # noqa: E402
 
 # More points than this are averaged into bins: a week at 3 s has 200,000 rows, far
 # more than a picture can show, and binning keeps the plot fast and the lines calm.
@@ -163,8 +166,8 @@ def _first_time(x: np.ndarray, mask: np.ndarray) -> Optional[float]:
 
 def _draw_flags(ax, x: np.ndarray, out: Table) -> None:
     """The two stabilisation flags as off/on step lines, one above the other."""
-    rows = (("continuous_time_flag", "continuous time", "#e67e22", 0.0),
-            ("accumulated_time_flag", "accumulated time", "#8e44ad", 1.5))
+    rows = ((CONTINUOUS_FLAG, "continuous time", "#e67e22", 0.0),
+            (ACCUMULATED_FLAG, "accumulated time", "#8e44ad", 1.5))
     ticks, labels = [], []
     for column, name, colour, base in rows:
         flag = out.get(column)
@@ -180,11 +183,17 @@ def _draw_flags(ax, x: np.ndarray, out: Table) -> None:
     ax.set_ylabel("stabilisation")
 
 
-OUTPUT_COLUMNS = (
-    "time_s", "iaq_index", "iaq_index_accuracy", "raw_temperature", "compensated_temperature",
-    "raw_humidity", "compensated_humidity", "raw_gas", "accumulated_time_flag",
-    "continuous_time_flag",
-)
+# The outputs drawn, by their column names in a `vorn replay` outputs CSV.
+IAQ = OutputId.OUT_IAQ_INDEX.short_name
+TEMPERATURE = OutputId.OUT_PASSTHROUGH_TEMPERATURE.short_name
+COMPENSATED_TEMPERATURE = OutputId.OUT_COMPENSATED_TEMPERATURE.short_name
+HUMIDITY = OutputId.OUT_PASSTHROUGH_HUMIDITY.short_name
+COMPENSATED_HUMIDITY = OutputId.OUT_COMPENSATED_HUMIDITY.short_name
+GAS = OutputId.OUT_PASSTHROUGH_GAS.short_name
+ACCUMULATED_FLAG = OutputId.OUT_ACCUMULATED_TIME_FLAG.short_name
+CONTINUOUS_FLAG = OutputId.OUT_CONTINUOUS_TIME_FLAG.short_name
+OUTPUT_COLUMNS = ("time_s", IAQ, IAQ + "_accuracy", TEMPERATURE, COMPENSATED_TEMPERATURE,
+                  HUMIDITY, COMPENSATED_HUMIDITY, GAS, ACCUMULATED_FLAG, CONTINUOUS_FLAG)
 LOG_COLUMNS = ("time_s", "voc_ppb", "temperature_c", "humidity_pct", "gas_ohm")
 
 
@@ -212,11 +221,11 @@ def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional
     ax_temp, ax_hum, ax_gas, ax_flags = axes
 
     # IAQ with its accuracy as background colour.
-    accuracy = out.get("iaq_index_accuracy")
+    accuracy = out.get(IAQ + "_accuracy")
     if accuracy is not None:
         _shade_accuracy(ax_iaq, x, accuracy)
-    _line(ax_iaq, x, out.get("iaq_index"), "IAQ index (bin mean)", "#1f3b73", lw=1.2)
-    _line(ax_iaq, x, out.get("iaq_index"), "IAQ index (bin max)", "#6f8fd0", how="max", lw=0.6)
+    _line(ax_iaq, x, out.get(IAQ), "IAQ index (bin mean)", "#1f3b73", lw=1.2)
+    _line(ax_iaq, x, out.get(IAQ), "IAQ index (bin max)", "#6f8fd0", how="max", lw=0.6)
     ax_iaq.set_ylabel("IAQ index")
     ax_iaq.set_ylim(bottom=0)
     handles, _ = ax_iaq.get_legend_handles_labels()
@@ -237,17 +246,17 @@ def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional
         ax_voc.set_ylabel("VOC (ppb)")
         _legend(ax_voc, loc="upper left", fontsize=8)
 
-    _line(ax_temp, x, out.get("raw_temperature"), "raw", "#bdc3c7", lw=3.0)
-    _line(ax_temp, x, out.get("compensated_temperature"), "compensated", "#d35400")
+    _line(ax_temp, x, out.get(TEMPERATURE), "raw", "#bdc3c7", lw=3.0)
+    _line(ax_temp, x, out.get(COMPENSATED_TEMPERATURE), "compensated", "#d35400")
     ax_temp.set_ylabel("temperature (°C)")
     _legend(ax_temp, loc="upper left", fontsize=8)
 
-    _line(ax_hum, x, out.get("raw_humidity"), "raw", "#bdc3c7", lw=3.0)
-    _line(ax_hum, x, out.get("compensated_humidity"), "compensated", "#2980b9")
+    _line(ax_hum, x, out.get(HUMIDITY), "raw", "#bdc3c7", lw=3.0)
+    _line(ax_hum, x, out.get(COMPENSATED_HUMIDITY), "compensated", "#2980b9")
     ax_hum.set_ylabel("humidity (%)")
     _legend(ax_hum, loc="upper left", fontsize=8)
 
-    gas = out.get("raw_gas")
+    gas = out.get(GAS)
     if gas is None and raw.get("gas_ohm") is not None:
         _line(ax_gas, raw_x, raw.get("gas_ohm"), "gas resistance (raw log)", "#16a085")
     else:

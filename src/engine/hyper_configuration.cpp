@@ -2,8 +2,6 @@
 // section (id 254) that carries the exportable configuration in a configuration
 // blob, and applying a configuration, which re-requests every output at its
 // default interval and pushes the result into the channel hub at once.
-#include <limits>
-
 #include "engine/engine.h"
 
 namespace vorn {
@@ -27,32 +25,19 @@ constexpr std::array<uint16_t, kHeaterProfileCount> kDefaultHeaterTemperature = 
 using Alternatives = std::array<uint16_t, kAllowedIntervalRows>;
 constexpr Alternatives kGasPacedAllowed = {30000, 100, 300, 1800, 6000, kIntervalOff};
 constexpr Alternatives kClimatePacedAllowed = {100, 30000, 300, 1800, 6000, 1500};
-// By output slot - 1: slots 5, 6, 7 (passthrough temperature, pressure, humidity)
-// and 11, 12 (compensated temperature and humidity) are climate paced.
-constexpr std::array<bool, kOutputCount> kClimatePacedSlot = {
-    false, false, false, false, true, true, true, false, false, false, true, true, false, false};
 
 constexpr std::array<OutputIntervals, kAllowedIntervalRows> makeDefaultAllowed() {
     std::array<OutputIntervals, kAllowedIntervalRows> table{};
     for (int row = 0; row < kAllowedIntervalRows; ++row) {
         for (int slot = 0; slot < kOutputCount; ++slot) {
-            table[row][slot] =
-                kClimatePacedSlot[slot] ? kClimatePacedAllowed[row] : kGasPacedAllowed[row];
+            const bool gasPaced = hasId(kGasOutputs, kOutputTable[slot].id);
+            table[row][slot] = gasPaced ? kGasPacedAllowed[row] : kClimatePacedAllowed[row];
         }
     }
     return table;
 }
 constexpr std::array<OutputIntervals, kAllowedIntervalRows> kDefaultAllowedOutputIntvl =
     makeDefaultAllowed();
-
-constexpr float kFloatMax = std::numeric_limits<float>::max();
-// Accepted input ranges by input slot: pressure (Pa), humidity (%), temperature (C),
-// gas resistance (ohm), temperature offset (C), modified-heating flag, baseline
-// event index, processing inhibit.
-constexpr std::array<float, kInputCount> kDefaultInputMin = {0.0f,       0.0f, -65.0f, 170.0f,
-                                                             -kFloatMax, 0.0f, 0.0f,   0.0f};
-constexpr std::array<float, kInputCount> kDefaultInputMax = {
-    2000000.0f, 100.0f, 125.0f, 13200000.0f, kFloatMax, 2.0f, 2.0f, 9.0f};
 
 constexpr int32_t kResetTriggerStatus = RC_W_TRIGGER_TOO_SOON;
 
@@ -80,8 +65,8 @@ void Engine::configureDefaults() {
     heaterDuration = kDefaultHeaterDuration;
     heaterTemperature = kDefaultHeaterTemperature;
     allowedOutputIntvl = kDefaultAllowedOutputIntvl;
-    inputMin = kDefaultInputMin;
-    inputMax = kDefaultInputMax;
+    inputMin = kInputMinimum;
+    inputMax = kInputMaximum;
     defaultOutputIntvl.fill(kIntervalOff);
     baseIntvl = kDefaultBaseIntvl;
     applyConfiguration();

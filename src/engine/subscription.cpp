@@ -9,7 +9,6 @@ namespace {
 
 // Every output at this interval or off needs no timing check at all.
 constexpr uint16_t kUncheckedIntvl = 1800;
-constexpr uint32_t kGasInputBit = 1u << (IN_GAS_RESISTANCE - 1);
 // A measurement costs 4 ms beyond the heater on-time, and 2 ms per oversampling step.
 constexpr uint16_t kHeaterOverheadMs = 4;
 constexpr uint16_t kMsPerOversamplingStep = 2;
@@ -18,7 +17,7 @@ constexpr float kIntervalUnitsPerSecond = 100.0f;  // 10 ms units
 constexpr float kMsPerSecond = 1000.0f;
 
 bool needsGas(uint8_t outputId) {
-    return (static_cast<uint32_t>(kOutputInputs[outputId - 1]) & kGasInputBit) != 0;
+    return hasId(kGasOutputs, outputId);
 }
 
 }  // namespace
@@ -92,10 +91,9 @@ void Engine::applyUpdateSubscription() {
     // time with the same final interval.
     for (uint8_t id = 1; id <= kMaxOutputId; ++id) {
         if (!isOutputId(id) || outputIntvlChanged[outputIndex(id)] == 0) continue;
-        const auto channels = static_cast<uint32_t>(kOutputChannels[id - 1]);
+        const uint32_t channels = kOutputChannels[id - 1];
         for (uint8_t channel = 1; channel <= kMaxChannelId; ++channel) {
-            if (((channels >> (channel - 1)) & 1u) != 0)
-                hub.updateChannelInterfaceDependency(channel);
+            if (hasId(channels, channel)) hub.updateChannelInterfaceDependency(channel);
         }
     }
     subscriptionChanged = 0;

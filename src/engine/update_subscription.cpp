@@ -103,7 +103,7 @@ void fillRequired(const Engine& v, SensorRate* required) {
         float rate = VORN_RATE_DISABLED;
         for (uint8_t id = 1; id <= kMaxOutputId; ++id) {
             if (!isOutputId(id)) continue;
-            if (((static_cast<uint32_t>(kOutputInputs[id - 1]) >> (input - 1)) & 1u) == 0) continue;
+            if (!hasId(kOutputInputs[id - 1], input)) continue;
             const uint16_t interval = v.requestedOutputIntvl[outputIndex(id)];
             if (rate == VORN_RATE_DISABLED) {
                 if (interval != kIntervalOff) {

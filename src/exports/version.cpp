@@ -1,12 +1,8 @@
 // The version report. Independent of the library instance, so it answers at any
-// time, also before vorn_init.
-#include "vorn/vorn.h"
+// time, also before vorn_init. Blobs carry the same version in their frame.
+#include "identifiers/version.h"
 
-namespace vorn {
-namespace {
-constexpr VersionInfo kVersion = {1, 4, 7, 4};
-}
-}  // namespace vorn
+#include "vorn/vorn.h"
 
 extern "C" int32_t vorn_get_version(VersionInfo* version) {
     if (version != nullptr) *version = vorn::kVersion;

@@ -8,6 +8,7 @@
 
 #include "host/reading_conversion.h"
 #include "host/vorn_host.h"
+#include "identifiers/identifiers.h"
 #include "vorn/vorn.h"
 
 namespace vorn::host {
@@ -23,18 +24,6 @@ constexpr uint8_t kRequiredCapacity = 8;
 constexpr int kMaxInputs = 5;
 constexpr int64_t kNanosecondsPerSecond = 1000000000;
 constexpr uint8_t kDefaultStateSet = 0;
-
-// The outputs the host subscribes, in the order they are requested.
-constexpr std::array<uint8_t, 10> kHostOutputs = {OUT_IAQ_INDEX,
-                                                  OUT_COMPENSATED_TEMPERATURE,
-                                                  OUT_PASSTHROUGH_PRESSURE,
-                                                  OUT_COMPENSATED_HUMIDITY,
-                                                  OUT_PASSTHROUGH_GAS,
-                                                  OUT_PASSTHROUGH_TEMPERATURE,
-                                                  OUT_PASSTHROUGH_HUMIDITY,
-                                                  OUT_IAQ_FIXED_SCALE,
-                                                  OUT_LINEAR_ESTIMATE,
-                                                  OUT_EXPONENTIAL_ESTIMATE};
 
 // Positions in the host's seven-float array.
 enum HostIndex : int {
@@ -157,6 +146,7 @@ void saveState(vorn_state_save_fn save) {
 }  // namespace vorn::host
 
 using namespace vorn::host;
+using vorn::kHostOutputs;
 
 extern "C" {
 

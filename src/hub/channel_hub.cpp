@@ -14,22 +14,31 @@ namespace vorn {
 
 namespace {
 
-// The IAQ estimator's five results, in the order it returns them.
-constexpr std::array<uint32_t, 5> kIaqOutputs = {OUT_IAQ_INDEX, OUT_IAQ_FIXED_SCALE,
-                                                 OUT_LINEAR_ESTIMATE, OUT_EXPONENTIAL_ESTIMATE,
-                                                 OUT_GAS_SCALE_PERCENT};
+// The outputs of the IAQ estimator: it returns its results in ascending output
+// identifier order.
+constexpr auto fromIaqEstimator = [](const OutputRow& row) {
+    return hasId(row.channels, channel::kIaqEstimator);
+};
+constexpr auto kIaqOutputs =
+    detail::idsWhere<std::tuple_size_v<IaqResults>>(kOutputTable, fromIaqEstimator);
+static_assert(detail::countWhere(kOutputTable, fromIaqEstimator) == kIaqOutputs.size());
 
-// Raw inputs copied to outputs, in the order they are copied.
+// Raw inputs copied to outputs: the outputs that need no channel, each copying its one input.
 struct PassThrough {
     uint32_t output;
     uint32_t input;
 };
-constexpr std::array<PassThrough, 4> kPassThroughs = {{
-    {OUT_PASSTHROUGH_TEMPERATURE, IN_TEMPERATURE},
-    {OUT_PASSTHROUGH_PRESSURE, IN_PRESSURE},
-    {OUT_PASSTHROUGH_HUMIDITY, IN_HUMIDITY},
-    {OUT_PASSTHROUGH_GAS, IN_GAS_RESISTANCE},
-}};
+constexpr auto isPassThrough = [](const OutputRow& row) { return row.channels == 0; };
+constexpr auto kPassThroughs = [] {
+    std::array<PassThrough, detail::countWhere(kOutputTable, isPassThrough)> out{};
+    std::size_t n = 0;
+    for (const OutputRow& row : kOutputTable) {
+        if (!isPassThrough(row)) continue;
+        out[n++] = {row.id, static_cast<uint32_t>(std::countr_zero(row.inputs) + 1)};
+        if (std::popcount(row.inputs) != 1) detail::tableBreaksItsRules();
+    }
+    return out;
+}();
 
 constexpr float kMaxAccuracy = 255.0f;  // largest value an accuracy byte holds
 constexpr double kHalf = 0.5;
@@ -185,10 +194,8 @@ bool ChannelHub::isChannelReady(uint32_t id) {
     if (!isChannelId(id)) return false;
     const int k = channelIndex(id);
     if (channelSamplIntvl[k] == kIntervalOff) return false;
-    const auto upstream = static_cast<uint32_t>(kChannelUpstream[id - 1]);
-    if ((upstream & ~channelRunMask) != 0) return false;
-    const auto inputs = static_cast<uint32_t>(kChannelInputs[id - 1]);
-    if ((inputs & ~newInputMask) != 0) return false;
+    if ((kChannelUpstream[id - 1] & ~channelRunMask) != 0) return false;
+    if ((kChannelInputs[id - 1] & ~newInputMask) != 0) return false;
     // A factor of 0 cannot come out of the interval propagation; should one be
     // stored anyway it counts as 1 instead of dividing by zero.
     const auto next = static_cast<uint16_t>(downsamplingCounter[k] + 1u);

@@ -26,30 +26,6 @@
 
 namespace vorn {
 
-// Channel identifiers of the six modules; each is also the id of its module's
-// configuration and state sections. Ids 4, 6, 7 and 8 have no module.
-namespace channel {
-inline constexpr uint32_t kBaselineTracker = GasHumidityBaselineTracker::kChannelId;
-inline constexpr uint32_t kIaqEstimator = IaqEstimator::kChannelId;
-inline constexpr uint32_t kPreProcessor = GasHumidityPreProcessor::kChannelId;
-inline constexpr uint32_t kStatusTracker = SensorStatusTracker::kChannelId;
-inline constexpr uint32_t kHeatCompensator = SensorHeatCompensator::kChannelId;
-inline constexpr uint32_t kHumidityCorrector = HumidityTemperatureCorrector::kChannelId;
-}  // namespace channel
-
-// Channels each output needs (bit c-1 for channel c), by output id - 1 (iv0).
-inline constexpr std::array<int16_t, 21> kOutputChannels = {
-    23, 23, 23, 23, 29, 0, 0, 0, 0, 352, 480, 16, 16, 256, 768, 21, 21, 21, 21, 21, 23};
-// Inputs each output needs (bit i-1 for input i), by output id - 1 (iv1).
-inline constexpr std::array<int32_t, 21> kOutputInputs = {
-    0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0x4,      0x1,
-    0x2,      0x8,      0x9FFFF4, 0x9FFFF6, 0x800008, 0x800008, 0x802004,
-    0x802006, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E, 0xE0000E};
-// Channels that must have been scheduled earlier in the same step, by channel id - 1 (iv2).
-inline constexpr std::array<int16_t, 10> kChannelUpstream = {20, 17, 16, 5, 0, 256, 32, 64, 0, 256};
-// Inputs that need a new sample in the step, by channel id - 1 (iv3).
-inline constexpr std::array<int8_t, 10> kChannelInputs = {0, 0, 14, 0, 8, 4, 4, 6, 4, 6};
-
 // An IAQ accuracy as published with an output: rounded half away from zero (2.5
 // gives 3); NaN and values at or below 0 give 0, values at or above 255 give 255.
 uint8_t accuracyToByte(float accuracy);

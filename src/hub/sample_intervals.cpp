@@ -25,13 +25,13 @@ void lowerTo(uint16_t& interval, uint16_t limit) {
 // required inputs; 0 when none of them is active.
 uint16_t slowestSource(const ChannelHub& hub, uint32_t id) {
     uint16_t slowest = 0;
-    const auto upstream = static_cast<uint32_t>(kChannelUpstream[id - 1]);
+    const uint32_t upstream = kChannelUpstream[id - 1];
     for (uint32_t c = 1; c <= kMaxChannelId; ++c) {
         if (!isChannelId(c) || !hasBit(upstream, c)) continue;
         const uint16_t interval = hub.channelSamplIntvl[channelIndex(c)];
         if (interval != kIntervalOff) slowest = std::max(slowest, interval);
     }
-    const auto inputs = static_cast<uint32_t>(static_cast<uint8_t>(kChannelInputs[id - 1]));
+    const uint32_t inputs = kChannelInputs[id - 1];
     for (uint32_t i = 1; i <= kMaxInputId; ++i) {
         if (!isInputId(i) || !hasBit(inputs, i)) continue;
         const uint16_t interval = hub.inputSamplIntvl[inputIndex(i)];
@@ -64,12 +64,12 @@ void ChannelHub::updateOutputSamplIntvl(uint8_t id, uint16_t interval) {
     const uint32_t bit = 1u << (id - 1);
     subscribedOutputs =
         interval != kIntervalOff ? subscribedOutputs | bit : subscribedOutputs & ~bit;
-    const auto channels = static_cast<uint32_t>(static_cast<uint16_t>(kOutputChannels[id - 1]));
+    const uint32_t channels = kOutputChannels[id - 1];
     for (uint32_t c = 1; c <= kMaxChannelId; ++c) {
         if (isChannelId(c) && hasBit(channels, c))
             lowerTo(channelSamplIntvl[channelIndex(c)], interval);
     }
-    const auto inputs = static_cast<uint32_t>(kOutputInputs[id - 1]);
+    const uint32_t inputs = kOutputInputs[id - 1];
     for (uint32_t i = 1; i <= kMaxInputId; ++i) {
         if (isInputId(i) && hasBit(inputs, i)) lowerTo(inputSamplIntvl[inputIndex(i)], interval);
     }

@@ -17,6 +17,7 @@
 #include <array>
 #include <cstdint>
 
+#include "identifiers/identifiers.h"
 #include "serialization/section.h"
 
 namespace vorn {
@@ -73,7 +74,7 @@ constexpr float bandRatio(uint16_t interval) {
     X(in_band_threshold, inBandThreshold, None, 0, 255, "in-band steps needed for status 3")
 
 struct GasHumidityBaselineTracker {
-    static constexpr uint32_t kChannelId = 1;
+    static constexpr uint32_t kChannelId = channel::kBaselineTracker;
     uint16_t samplIntvl;                     // last applied interval; 65535 = none
     float rangeScale;                        // derived
     std::array<float, 2> robustMax;          // 0.0 = not seeded

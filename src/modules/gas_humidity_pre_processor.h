@@ -11,6 +11,7 @@
 
 #include <cstdint>
 
+#include "identifiers/identifiers.h"
 #include "math/exp_smoothing.h"
 #include "serialization/section.h"
 
@@ -26,9 +27,9 @@ namespace vorn {
 
 struct GasHumidityPreProcessor {
     ExpSmoothing<3> gasFilter;  // log gas, temperature, humidity; state[0] 0.0 = not seeded
-    Vec3 bandwidth;                 // Hz, per element (configuration)
+    Vec3 bandwidth;             // Hz, per element (configuration)
 
-    static constexpr uint32_t kChannelId = 3;
+    static constexpr uint32_t kChannelId = channel::kPreProcessor;
     // The gas signal gets eight times the bandwidth of temperature and humidity.
     static constexpr Vec3 kDefaultBandwidth = {0.02f, 0.0025f, 0.0025f};  // Hz
 

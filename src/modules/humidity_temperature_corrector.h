@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdint>
 
+#include "identifiers/identifiers.h"
 #include "math/exp_smoothing.h"
 #include "serialization/section.h"
 
@@ -26,9 +27,9 @@ namespace vorn {
       "smoothed chip temperature (0: unseeded)")
 
 struct HumidityTemperatureCorrector {
-    static constexpr uint32_t kChannelId = 10;
+    static constexpr uint32_t kChannelId = channel::kHumidityCorrector;
     ExpSmoothing<1> temperatureFilter;  // C; state 0.0 = not seeded
-    std::array<float, 2> humidityPoly;      // p0, p1 (configuration); 0, 0 = no correction
+    std::array<float, 2> humidityPoly;  // p0, p1 (configuration); 0, 0 = no correction
 
     constexpr HumidityTemperatureCorrector() : temperatureFilter(), humidityPoly{0.0f, 0.0f} {}
 

@@ -14,6 +14,7 @@
 #include <array>
 #include <cstdint>
 
+#include "identifiers/identifiers.h"
 #include "modules/gas_humidity_baseline_tracker.h"
 #include "serialization/section.h"
 
@@ -49,7 +50,7 @@ using IaqResults = std::array<IaqResult, 5>;
       "fixed-scale index held likewise")
 
 struct IaqEstimator {
-    static constexpr uint32_t kChannelId = 2;
+    static constexpr uint32_t kChannelId = channel::kIaqEstimator;
     uint16_t indexUpperLimit;
     uint8_t indexLowerLimit;
     uint16_t indexScale;

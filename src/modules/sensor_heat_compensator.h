@@ -13,6 +13,7 @@
 #include <array>
 #include <cstdint>
 
+#include "identifiers/identifiers.h"
 #include "serialization/section.h"
 
 namespace vorn {
@@ -41,7 +42,7 @@ struct SensorHeatCompensator {
     int64_t prevGasTimestamp;  // ns; INT64_MAX = none
     float fixedCompensation;   // heating term at gas interval 1800 (C)
 
-    static constexpr uint32_t kChannelId = 9;
+    static constexpr uint32_t kChannelId = channel::kHeatCompensator;
 
     // h(t) = (A t + C) / (B t + t^2 + D) with t in s since the last gas step, by
     // interval class: 30000, 6000, (unused), 300, 100 (10 ms units).

@@ -17,6 +17,7 @@
 
 #include <cstdint>
 
+#include "identifiers/identifiers.h"
 #include "serialization/section.h"
 
 namespace vorn {
@@ -48,7 +49,7 @@ struct SensorStatusTracker {
     bool accumulatedTimeReached;
     bool continuousTimeReached;
 
-    static constexpr uint32_t kChannelId = 5;
+    static constexpr uint32_t kChannelId = channel::kStatusTracker;
     static constexpr float kDefaultContinuousTimeRequired = 1.2e12f;  // ns: 1200 s
 
     constexpr SensorStatusTracker()

@@ -56,7 +56,7 @@ int32_t frameSerializedData(uint8_t* blob, uint32_t blobCapacity, uint32_t& size
     if (!fitsIn(size, kBlobTrailerSize, blobCapacity)) {
         return RC_E_BLOB_OVERFLOW;
     }
-    storeLittleEndian(blob + kBlobVersionOffset, kBlobVersion);
+    storeLittleEndian(blob + kBlobVersionOffset, kBlobFormatVersion);
     storeLittleEndian(blob + kBlobKindOffset, kBlobKind);
     storeLittleEndian(blob + kBlobLengthOffset, size - kBlobHeaderSize);
     const uint16_t crc = crcCcitt2(blob, size);
@@ -77,7 +77,7 @@ int32_t checkFrame(const uint8_t* blob, uint32_t blobSize, uint32_t workSize) {
         return RC_E_WORK_BUFFER_SMALL;
     }
     const auto version = loadLittleEndian<uint32_t>(blob + kBlobVersionOffset);
-    if (version != kBlobVersion && version != kBlobVersionAny) {
+    if (version != kBlobFormatVersion && version != kBlobVersionAny) {
         return RC_E_BLOB_VERSION;
     }
     const auto kind = loadLittleEndian<uint64_t>(blob + kBlobKindOffset);

@@ -6,12 +6,13 @@
 
 #include <cstdint>
 
+#include "identifiers/version.h"
+
 namespace vorn {
 
 inline constexpr uint32_t kBlobHeaderSize = 16;
 inline constexpr uint32_t kBlobTrailerSize = 8;
 inline constexpr uint32_t kBlobMinSize = kBlobHeaderSize + kBlobTrailerSize;  // empty payload
-inline constexpr uint32_t kBlobVersion = 0x01040704u;                         // 1.4.7.4
 inline constexpr uint32_t kBlobVersionAny = 0xFFFFFFFFu;  // also accepted on import
 inline constexpr uint64_t kBlobKind = 61;
 inline constexpr uint64_t kBlobKindAny = 0x00000000FFFFFFFFull;  // also accepted on import
@@ -30,7 +31,7 @@ inline constexpr uint32_t kBlobZeroOffsetInTrailer = 6;  // the two bytes that m
                              const uint8_t* work, uint32_t workSize);
 
 // Frame a blob whose sections end at `size` (16 + payload length): write the
-// version word (bytes 04 07 04 01), the kind field 61 as 8 bytes and the length
+// version word kBlobFormatVersion, the kind field 61 as 8 bytes and the length
 // size - 16, then the CRC of blob[0 .. size-1] at blob[size+4], blob[size+5] (low
 // byte first) and zeros at blob[size+6], blob[size+7]; add 8 to size. The 4
 // reserved bytes blob[size .. size+3] are not written. Refusals, with nothing
@@ -41,7 +42,7 @@ inline constexpr uint32_t kBlobZeroOffsetInTrailer = 6;  // the two bytes that m
 
 // The import checks, in order, the first failure deciding: RC_E_BLOB_TOO_SHORT
 // (size <= 23), RC_E_WORK_BUFFER_SMALL (size > workSize, before any content is
-// read), RC_E_BLOB_VERSION (neither 0x01040704 nor 0xFFFFFFFF), RC_E_BLOB_KIND
+// read), RC_E_BLOB_VERSION (neither kBlobFormatVersion nor 0xFFFFFFFF), RC_E_BLOB_KIND
 // (neither 61 nor 0x00000000FFFFFFFF), RC_E_BLOB_LENGTH (L + 24, wrapping in 32
 // bits, differs from the size), RC_E_BLOB_CRC (CRC of the first L + 16 bytes
 // differs from the stored one, or one of the last two bytes is non-zero). The four

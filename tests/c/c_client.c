@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "vorn/version.h"
 #include "vorn/vorn.h"
 
 static int passed;
@@ -26,8 +27,9 @@ static void check_version(void) {
     memset(&version, 0xAB, sizeof version);
     status = vorn_get_version(&version);
     check(status == RC_OK, "vorn_get_version returns RC_OK");
-    check(version.major == 1 && version.minor == 4 && version.patch == 7 && version.build == 4,
-          "vorn_get_version reports 1.4.7.4");
+    check(version.major == VORN_VERSION_MAJOR && version.minor == VORN_VERSION_MINOR &&
+              version.patch == VORN_VERSION_PATCH && version.build == VORN_VERSION_BUILD,
+          "vorn_get_version reports the project version");
 }
 
 /* Status codes travel as int32_t; a C enum must carry the negative and positive

@@ -76,7 +76,7 @@ TEST(BlobSchema, DefaultBlobsDecodeWithValuesInTheRightPlaces) {
         {kConfig, "iaq", "index_scale", "225"},
         {kConfig, "heat_compensator", "coeff_d", "4.1036,0,0,0.4453,-1.0409"},
         {kConfig, "hyper", "heater_duration_ms", "1943,900,197,1116"},
-        {kConfig, "hyper", "allowed_intervals.raw_temperature", "100,30000,300,1800,6000,1500"},
+        {kConfig, "hyper", "allowed_intervals.passthrough_temperature", "100,30000,300,1800,6000,1500"},
         {kConfig, "hyper", "base_interval", "30000"},
         {kState, "baseline_tracker", "in_band_count", "2,2"},
         {kState, "iaq", "held_index", "25"},

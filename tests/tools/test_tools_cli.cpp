@@ -6,6 +6,7 @@
 #include <array>
 
 #include "tool_test_support.h"
+#include "vorn/version.h"
 #include "vorn/vorn.h"
 
 namespace vorn::tools {
@@ -25,7 +26,7 @@ TEST_F(Cli, EverySubcommandExplainsItselfAndRefusesNonsense) {
                             "state show", "replay /dev/null"}) {
         EXPECT_NE(vorn(bad).exitCode, 0) << bad;
     }
-    EXPECT_EQ(vorn("--version").out, "vorn 1.4.7.4\n");
+    EXPECT_EQ(vorn("--version").out, "vorn " VORN_VERSION_STRING "\n");
 }
 
 TEST_F(Cli, ConfigDefaultShowsAsTextAndJson) {

@@ -3,9 +3,9 @@
 # would: a CMake project with find_package(vorn), a compile line from
 # `pkg-config --cflags --libs vorn`, and the Python package from its installed
 # place (no environment variable pointing at the libraries).
-#   check_install.sh BUILD_DIR PYTHON
+#   check_install.sh BUILD_DIR PYTHON VERSION
 set -euo pipefail
-build=$1 python=$2
+build=$1 python=$2 version=$3
 here=$(cd "$(dirname "$0")" && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -45,7 +45,7 @@ echo "== Python package"
 mkdir "$scratch/run"
 cd "$scratch/run"
 env -u VORN_LIBRARY -u VORN_HOST_LIBRARY PYTHONPATH="$prefix/$pydir" PYTHONDONTWRITEBYTECODE=1 \
-  "$python" - "$prefix" <<'PY'
+  "$python" - "$prefix" "$version" <<'PY'
 import os, sys
 from pathlib import Path
 import vorn
@@ -55,7 +55,7 @@ assert Path(vorn.__file__).resolve().is_relative_to(prefix), vorn.__file__
 for kind in ("vorn", "vorn_host"):
     found = _loader.find_library(kind)
     assert found.is_relative_to(prefix), f"{kind} loaded from {found}"
-assert vorn.Library().version() == (1, 4, 7, 4)
+assert str(vorn.Library().version()) == sys.argv[2] == vorn.__version__
 values = vorn.Host().process(1000, 23.9, 101325.0, 45.0, 50000.0)
 assert values is not None and values.temperature == 23.0, values
 assert Path("savedState.dat").stat().st_size == 4 + 139
