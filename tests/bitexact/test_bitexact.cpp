@@ -50,9 +50,7 @@ Scenario weekOf(std::vector<uint8_t> outputs, float rate, std::optional<float> o
 const Week kWeeks[] = {
     {"host_outputs_daily_reload", weekOf({1, 14, 7, 15, 9, 6, 8, 2, 3, 4}, 0.33333f), true, false},
     {"all_outputs_offset_reset",
-     weekOf({1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 0.33333f, 0.5f),
-     false,
-     true},
+     weekOf({1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 0.33333f, 0.5f), false, true},
     {"iaq_chain_every_300s", weekOf({1, 2, 3, 4, 14, 15, 18, 21}, 1.0f / 300), true, false},
 };
 

@@ -6,8 +6,8 @@
 
 namespace vorn_test {
 
-int32_t exportRaw(BlobKind kind, uint8_t* blob, uint32_t capacity, uint8_t* work,
-                  uint32_t workSize, uint32_t* size) {
+int32_t exportRaw(BlobKind kind, uint8_t* blob, uint32_t capacity, uint8_t* work, uint32_t workSize,
+                  uint32_t* size) {
     return kind == BlobKind::Configuration
                ? vorn_get_configuration(0, blob, capacity, work, workSize, size)
                : vorn_get_state(0, blob, capacity, work, workSize, size);
@@ -25,7 +25,8 @@ Export exportInto(BlobKind kind, uint32_t capacity, uint32_t workSize) {
     std::fill_n(blob.begin(), capacity, 0);
     uint32_t size = 0;
     Export e{exportRaw(kind, blob.data(), capacity, work.data(), workSize, &size), {}, false};
-    e.overrun = std::any_of(blob.begin() + capacity, blob.end(), [](uint8_t b) { return b != kGuard; });
+    e.overrun =
+        std::any_of(blob.begin() + capacity, blob.end(), [](uint8_t b) { return b != kGuard; });
     blob.resize(size);
     e.blob = std::move(blob);
     return e;

@@ -20,7 +20,8 @@ int64_t wrapSub(int64_t a, int64_t b) {
 
 }  // namespace
 
-Room::Room(int days, uint64_t seed) : readings_(static_cast<size_t>(kReadingsPerDay) * static_cast<size_t>(days)) {
+Room::Room(int days, uint64_t seed)
+    : readings_(static_cast<size_t>(kReadingsPerDay) * static_cast<size_t>(days)) {
     uint64_t s = 0x9E3779B97F4A7C15ull * (seed + 1);
     auto uniform = [&s] {  // xorshift64*, in [0, 1)
         s ^= s >> 12;
@@ -33,8 +34,8 @@ Room::Room(int days, uint64_t seed) : readings_(static_cast<size_t>(kReadingsPer
         const double phase = 6.283185307179586 * static_cast<double>(i) / kReadingsPerDay;
         if (uniform() < 0.0005) voc += 200.0 + 800.0 * uniform();  // cooking, cleaning
         voc *= 0.9985;                                             // airing out
-        const double logR = 5.0 - 0.65 * std::log10(1.0 + voc / 40.0) +
-                            0.002 * (uniform() - 0.5) - 0.05 * std::sin(phase / 7);
+        const double logR = 5.0 - 0.65 * std::log10(1.0 + voc / 40.0) + 0.002 * (uniform() - 0.5) -
+                            0.05 * std::sin(phase / 7);
         readings_[i] = {static_cast<float>(98000.0 + 300.0 * std::sin(phase / 3)),
                         static_cast<float>(45.0 + 10.0 * std::sin(phase + 1.0)),
                         static_cast<float>(22.6 + 2.0 * std::sin(phase)),
@@ -68,15 +69,14 @@ int32_t subscribeAll(std::span<const uint8_t> ids, float rate) {
     return subscribe(requests).status;
 }
 
-Inputs measure(const SensorSettings& plan, int64_t t, const Reading& r,
-               std::optional<float> offset) {
-    Inputs in;
+void measure(const SensorSettings& plan, int64_t t, const Reading& r, Inputs& in,
+             std::optional<float> offset) {
+    in.n = 0;
     const auto add = [&](uint8_t id, float value) {
         if ((plan.input_mask >> (id - 1) & 1u) != 0) in.samples[in.n++] = {t, value, 1, id, {}};
     };
     for (uint8_t id = IN_PRESSURE; id <= IN_GAS_RESISTANCE; ++id) add(id, r.value(id));
     if (offset) add(IN_TEMPERATURE_OFFSET, *offset);
-    return in;
 }
 
 const OutputSample* Step::find(uint8_t id) const {
@@ -89,7 +89,9 @@ const OutputSample* Step::find(uint8_t id) const {
 Client::Client(const Scenario& scenario, const Room& room)
     : scenario_(scenario), room_(room), now_(scenario.start) {}
 
-int32_t Client::subscribe() const { return subscribeAll(scenario_.outputs, scenario_.rate); }
+int32_t Client::subscribe() const {
+    return subscribeAll(scenario_.outputs, scenario_.rate);
+}
 
 int32_t Client::restart() const {
     const int32_t status = reloadState();
@@ -97,14 +99,16 @@ int32_t Client::restart() const {
     return status;
 }
 
-const Step& Client::cycle() { return cycle(room_.at(wrapSub(now_, scenario_.start)), buffer_); }
+const Step& Client::cycle() {
+    return cycle(room_.at(wrapSub(now_, scenario_.start)), buffer_);
+}
 
 const Step& Client::cycle(const Reading& r, std::span<OutputSample> out) {
     Step& s = step_;
     s.time = now_;
     s.plan = SensorSettings{};
     s.controlStatus = vorn_sensor_control(now_, &s.plan);
-    s.inputs = measure(s.plan, now_, r, scenario_.temperatureOffset);
+    measure(s.plan, now_, r, s.inputs, scenario_.temperatureOffset);
     auto n = static_cast<uint8_t>(out.size());
     s.status = vorn_do_steps(s.inputs.samples.data(), s.inputs.n, out.data(), &n);
     s.outputs = out.first(n);

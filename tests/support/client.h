@@ -19,8 +19,8 @@ inline constexpr int64_t kSecond = 1'000'000'000;
 inline constexpr int64_t kHour = 3600 * kSecond;
 inline constexpr int64_t kDay = 24 * kHour;
 inline constexpr int64_t kStartNs = 1'700'000'000 * kSecond;  // a wall-clock epoch
-inline constexpr float kRate3s = 0.33333f;                     // interval 300, the host's rate
-inline constexpr float kRate300s = 1.0f / 300;                 // interval 30000
+inline constexpr float kRate3s = 0.33333f;                    // interval 300, the host's rate
+inline constexpr float kRate300s = 1.0f / 300;                // interval 30000
 inline constexpr uint8_t kHostOutputs[] = {1, 14, 7, 15, 9, 6, 8, 2, 3, 4};
 inline constexpr uint8_t kAllOutputs[] = {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21};
 
@@ -32,8 +32,8 @@ struct Reading {
     float gas;          // ohm
 
     float& value(uint8_t id) {
-        return id == IN_PRESSURE ? pressure
-               : id == IN_HUMIDITY ? humidity
+        return id == IN_PRESSURE      ? pressure
+               : id == IN_HUMIDITY    ? humidity
                : id == IN_TEMPERATURE ? temperature
                                       : gas;
     }
@@ -80,10 +80,11 @@ struct Inputs {
     uint8_t n = 0;
 };
 
-// What the plan asks for at t, measured from r; IN_TEMPERATURE_OFFSET only when an
-// offset is given.
-Inputs measure(const SensorSettings& plan, int64_t t, const Reading& r,
-               std::optional<float> offset = {});
+// What the plan asks for at t, measured from r into `in`; IN_TEMPERATURE_OFFSET only
+// when an offset is given. (Written in place: a returned copy of freshly written
+// records stalls on store forwarding and would show in the benchmarks.)
+void measure(const SensorSettings& plan, int64_t t, const Reading& r, Inputs& in,
+             std::optional<float> offset = {});
 
 // One measurement cycle as the client saw it.
 struct Step {
