@@ -32,8 +32,7 @@ struct Placement {
 
 inline void expectPlacements(const Section& section, std::initializer_list<Placement> fields) {
     for (const Placement& p : fields) {
-        EXPECT_EQ(std::memcmp(section.data() + p.offset, p.field, p.size), 0)
-            << "offset " << p.offset;
+        EXPECT_EQ(std::memcmp(section.data() + p.offset, p.field, p.size), 0) << "offset " << p.offset;
     }
 }
 
