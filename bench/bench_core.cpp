@@ -20,7 +20,7 @@ constexpr int kWarmUpCycles = Room::kReadingsPerDay;  // one day: every flag set
 // A client that has run a day of the shared room with these outputs at 1/3 Hz.
 Client warmClient(std::span<const uint8_t> ids) {
     vorn_init();
-    Client client({{ids.begin(), ids.end()}, kRate3s, {}, kStartNs, kStartNs});
+    Client client(Scenario({ids.begin(), ids.end()}));
     client.subscribe();
     for (int i = 0; i < kWarmUpCycles; ++i) client.cycle();
     return client;

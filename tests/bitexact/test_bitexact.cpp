@@ -44,7 +44,9 @@ struct Week {
 };
 
 Scenario weekOf(std::vector<uint8_t> outputs, float rate, std::optional<float> offset = {}) {
-    return {std::move(outputs), rate, offset, kStartNs, kStartNs + kDays * kDay};
+    Scenario s(std::move(outputs), rate, kDays * kDay);
+    s.temperatureOffset = offset;
+    return s;
 }
 
 const Week kWeeks[] = {
@@ -77,7 +79,7 @@ Result run(const Week& w) {
     int64_t hourEnd = kStartNs + kHour, nextMidnight = kStartNs + kDay;
     bool resetDone = false;
     const int64_t end = w.scenario.end;
-    drive(w.scenario, [&](const Step& s, Client& client) {
+    drive(w.scenario, [&](const Cycle& s, Client& client) {
         hash.add(s.controlStatus);
         hash.add(s.plan);
         hash.add(s.status);

@@ -79,7 +79,7 @@ void measure(const SensorSettings& plan, int64_t t, const Reading& r, Inputs& in
     if (offset) add(IN_TEMPERATURE_OFFSET, *offset);
 }
 
-const OutputSample* Step::find(uint8_t id) const {
+const OutputSample* Cycle::find(uint8_t id) const {
     for (const OutputSample& o : outputs) {
         if (o.id == id) return &o;
     }
@@ -99,12 +99,12 @@ int32_t Client::restart() const {
     return status;
 }
 
-const Step& Client::cycle() {
+const Cycle& Client::cycle() {
     return cycle(room_.at(wrapSub(now_, scenario_.start)), buffer_);
 }
 
-const Step& Client::cycle(const Reading& r, std::span<OutputSample> out) {
-    Step& s = step_;
+const Cycle& Client::cycle(const Reading& r, std::span<OutputSample> out) {
+    Cycle& s = last_;
     s.time = now_;
     s.plan = SensorSettings{};
     s.controlStatus = vorn_sensor_control(now_, &s.plan);

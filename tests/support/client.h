@@ -87,7 +87,7 @@ void measure(const SensorSettings& plan, int64_t t, const Reading& r, Inputs& in
              std::optional<float> offset = {});
 
 // One measurement cycle as the client saw it.
-struct Step {
+struct Cycle {
     int64_t time;           // when the plan was asked for
     int32_t controlStatus;  // vorn_sensor_control
     SensorSettings plan;
@@ -98,13 +98,15 @@ struct Step {
     const OutputSample* find(uint8_t id) const;
 };
 
-// Outputs subscribed at one rate, driven over [start, end) of the room.
+// Outputs subscribed at one rate, driven from the start for a duration.
 struct Scenario {
+    explicit Scenario(std::vector<uint8_t> ids, float hz = kRate3s, int64_t duration = kDay)
+        : outputs(std::move(ids)), rate(hz), end(kStartNs + duration) {}
+
     std::vector<uint8_t> outputs;
-    float rate = kRate3s;
+    float rate;
     std::optional<float> temperatureOffset;  // supplied whenever the plan asks for it
-    int64_t start = kStartNs;
-    int64_t end = kStartNs + kDay;
+    int64_t start = kStartNs, end;
 };
 
 class Client {
@@ -118,9 +120,9 @@ public:
 
     // A cycle at now(): plan, measure what it asks for, process. Then now() moves to
     // the planned next call (1 s on, wrapping like the clock, when the plan stands still).
-    const Step& cycle();
+    const Cycle& cycle();
     // The same with a given reading, into the caller's output records.
-    const Step& cycle(const Reading& r, std::span<OutputSample> out);
+    const Cycle& cycle(const Reading& r, std::span<OutputSample> out);
 
     int64_t now() const { return now_; }
     void setNow(int64_t t) { now_ = t; }
@@ -130,18 +132,18 @@ private:
     Scenario scenario_;
     const Room& room_;
     int64_t now_;
-    Step step_{};
+    Cycle last_{};
     std::array<OutputSample, 20> buffer_{};
 };
 
 // vorn_init, the scenario's subscription, then cycles until the clock reaches the
-// scenario's end; onStep(const Step&, Client&) sees every cycle.
-template <typename OnStep>
-void drive(const Scenario& scenario, OnStep&& onStep, const Room& room = sharedRoom()) {
+// scenario's end; onCycle(const Cycle&, Client&) sees every cycle.
+template <typename OnCycle>
+void drive(const Scenario& scenario, OnCycle&& onCycle, const Room& room = sharedRoom()) {
     vorn_init();
     Client client(scenario, room);
     client.subscribe();
-    while (client.now() < scenario.end) onStep(client.cycle(), client);
+    while (client.now() < scenario.end) onCycle(client.cycle(), client);
 }
 
 }  // namespace vorn_test
