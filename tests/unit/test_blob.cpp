@@ -8,12 +8,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "blobs.h"
 #include "serialization/blob_frame.h"
-#include "serialization/crc.h"
 #include "serialization/section.h"
 
 namespace {
 
+using vorn_test::reseal;
 constexpr uint8_t kFill = 0xA5;
 constexpr uint32_t kWorkSize = 256;
 using Blob = std::vector<uint8_t>;
@@ -28,30 +29,23 @@ Blob frame(const Blob& payload) {
     Blob blob(vorn::kBlobMinSize + payload.size(), kFill);
     std::copy(payload.begin(), payload.end(), blob.begin() + vorn::kBlobHeaderSize);
     uint32_t size = static_cast<uint32_t>(vorn::kBlobHeaderSize + payload.size());
-    EXPECT_EQ(vorn::frameSerializedData(blob.data(), static_cast<uint32_t>(blob.size()), size), RC_OK);
+    EXPECT_EQ(vorn::frameSerializedData(blob.data(), static_cast<uint32_t>(blob.size()), size),
+              RC_OK);
     EXPECT_EQ(size, blob.size());
     return blob;
 }
 
-// Rewrites the checksum so that a deliberately edited header still passes it.
-void reseal(Blob& blob) {
-    const uint32_t trailer = static_cast<uint32_t>(blob.size()) - vorn::kBlobTrailerSize;
-    const uint16_t crc = vorn::crcCcitt2(blob.data(), trailer);
-    blob[trailer + 4] = static_cast<uint8_t>(crc & 0xFF);
-    blob[trailer + 5] = static_cast<uint8_t>(crc >> 8);
-}
-
 int32_t validate(const Blob& blob, uint32_t workSize = kWorkSize) {
     uint32_t position = 99;
-    const int32_t status = vorn::validateSerialization(blob.data(), static_cast<uint32_t>(blob.size()),
-                                                       workSize, position);
+    const int32_t status = vorn::validateSerialization(
+        blob.data(), static_cast<uint32_t>(blob.size()), workSize, position);
     EXPECT_EQ(position, status == RC_OK ? 16u : 0u);
     return status;
 }
 
 TEST(Frame, SmallestBlobIsByteExactAndNeedsRoomForTheTrailer) {
     // Reserved trailer bytes keep what the buffer held.
-    const Blob smallest = {0x04, 0x07, 0x04, 0x01, 0x3D, 0, 0, 0, 0, 0, 0, 0,
+    const Blob smallest = {0x04, 0x07, 0x04, 0x01, 0x3D,  0,     0,     0,     0,    0,    0, 0,
                            0,    0,    0,    0,    kFill, kFill, kFill, kFill, 0xBF, 0x35, 0, 0};
     EXPECT_EQ(frame({}), smallest);
     EXPECT_EQ(validate(smallest, 24), RC_OK);
@@ -88,17 +82,23 @@ INSTANTIATE_TEST_SUITE_P(
     Table, ImportCheck,
     ::testing::Values(
         Edit{"23 bytes of anything", [](Blob& b) { b.assign(23, 0xFF); }, RC_E_BLOB_TOO_SHORT},
-        Edit{"over the work buffer", [](Blob& b) { b.assign(kWorkSize + 1, 0xFF); }, RC_E_WORK_BUFFER_SMALL},
+        Edit{"over the work buffer", [](Blob& b) { b.assign(kWorkSize + 1, 0xFF); },
+             RC_E_WORK_BUFFER_SMALL},
         Edit{"version before kind", [](Blob& b) { b[3] = 2, b[4] = 0; }, RC_E_BLOB_VERSION},
-        Edit{"version wildcard", [](Blob& b) { std::fill_n(b.begin(), 4, 0xFF), reseal(b); }, RC_OK},
+        Edit{"version wildcard", [](Blob& b) { std::fill_n(b.begin(), 4, 0xFF), reseal(b); },
+             RC_OK},
         Edit{"kind before length", [](Blob& b) { b[11] = 1, b[12] = 0; }, RC_E_BLOB_KIND},
-        Edit{"kind wildcard", [](Blob& b) { std::fill_n(b.begin() + 4, 4, 0xFF), reseal(b); }, RC_OK},
-        Edit{"kind eight FF", [](Blob& b) { std::fill_n(b.begin() + 4, 8, 0xFF), reseal(b); }, RC_E_BLOB_KIND},
+        Edit{"kind wildcard", [](Blob& b) { std::fill_n(b.begin() + 4, 4, 0xFF), reseal(b); },
+             RC_OK},
+        Edit{"kind eight FF", [](Blob& b) { std::fill_n(b.begin() + 4, 8, 0xFF), reseal(b); },
+             RC_E_BLOB_KIND},
         Edit{"length before checksum", [](Blob& b) { b[12] += 1, b[20] ^= 1; }, RC_E_BLOB_LENGTH},
         Edit{"one byte appended", [](Blob& b) { b.push_back(0); }, RC_E_BLOB_LENGTH},
-        Edit{"length wrapping", [](Blob& b) { std::fill_n(b.begin() + 12, 4, 0xFF); }, RC_E_BLOB_LENGTH},
+        Edit{"length wrapping", [](Blob& b) { std::fill_n(b.begin() + 12, 4, 0xFF); },
+             RC_E_BLOB_LENGTH},
         Edit{"section reserved byte", [](Blob& b) { b[19] ^= 0x40; }, RC_E_BLOB_CRC},
-        Edit{"checksum byte order", [](Blob& b) { std::swap(b[b.size() - 4], b[b.size() - 3]); }, RC_E_BLOB_CRC},
+        Edit{"checksum byte order", [](Blob& b) { std::swap(b[b.size() - 4], b[b.size() - 3]); },
+             RC_E_BLOB_CRC},
         Edit{"last byte non-zero", [](Blob& b) { b.back() = 0x01; }, RC_E_BLOB_CRC},
         Edit{"second-last non-zero", [](Blob& b) { b[b.size() - 2] = 0x80; }, RC_E_BLOB_CRC},
         Edit{"reserved trailer bytes", [](Blob& b) { std::fill_n(b.end() - 8, 4, 0x5A); }, RC_OK}));
@@ -110,7 +110,8 @@ TEST(Append, ChecksCapacityThenWorkBufferAndCopiesNothingOnFailure) {
     uint32_t position = 20, high = 0xFFFFFFFCu;
     EXPECT_EQ(vorn::append(blob.data(), 24, position, 9, work.data(), 8), RC_E_BLOB_OVERFLOW);
     EXPECT_EQ(vorn::append(blob.data(), 32, position, 9, work.data(), 8), RC_E_WORK_BUFFER_SMALL);
-    EXPECT_EQ(vorn::append(blob.data(), 32, high, 8, work.data(), 8), RC_E_BLOB_OVERFLOW);  // no wrap
+    EXPECT_EQ(vorn::append(blob.data(), 32, high, 8, work.data(), 8),
+              RC_E_BLOB_OVERFLOW);  // no wrap
     EXPECT_EQ(high, 0xFFFFFFFCu);
     EXPECT_EQ(position, 20u);
     EXPECT_TRUE(allFill(blob));
@@ -122,9 +123,11 @@ TEST(Append, ChecksCapacityThenWorkBufferAndCopiesNothingOnFailure) {
 TEST(BlobRoundTrip, SectionsComeBackInOrderThroughTheWorkBuffer) {
     std::array<uint8_t, 64> blob{}, work{};
     uint32_t size = vorn::kBlobHeaderSize;
-    const uint32_t first = vorn::SectionWriter(5, work.data(), 64, 2, 0).add(1.5f).add(int64_t{9}).finish();
+    const uint32_t first =
+        vorn::SectionWriter(5, work.data(), 64, 2, 0).add(1.5f).add(int64_t{9}).finish();
     ASSERT_EQ(vorn::append(blob.data(), 64, size, first, work.data(), 64), RC_OK);
-    const uint32_t second = vorn::SectionWriter(254, work.data(), 64, 1, 0).add(uint16_t{7}).finish();
+    const uint32_t second =
+        vorn::SectionWriter(254, work.data(), 64, 1, 0).add(uint16_t{7}).finish();
     ASSERT_EQ(vorn::append(blob.data(), 64, size, second, work.data(), 64), RC_OK);
     ASSERT_EQ(vorn::frameSerializedData(blob.data(), 64, size), RC_OK);
     ASSERT_EQ(size, 24u + 16u + 6u);
@@ -135,7 +138,9 @@ TEST(BlobRoundTrip, SectionsComeBackInOrderThroughTheWorkBuffer) {
         work.fill(0);
         uint8_t sectionId = 0;
         uint32_t sectionLength = 0;
-        ASSERT_EQ(vorn::parse(blob.data(), size, position, work.data(), 64, sectionId, sectionLength), RC_OK);
+        ASSERT_EQ(
+            vorn::parse(blob.data(), size, position, work.data(), 64, sectionId, sectionLength),
+            RC_OK);
         EXPECT_EQ(sectionId, id);
         EXPECT_EQ(sectionLength, length);
         EXPECT_EQ(work[0], length);
@@ -151,7 +156,7 @@ TEST(Parse, BoundsTheSectionByWorkBufferThenPayload) {
         int32_t status;
     };
     for (const Case c : {Case{10, 10, RC_OK}, Case{6, 10, RC_OK}, Case{0, 10, RC_OK},
-                         Case{2, 10, RC_OK},                      // keeps the old id byte
+                         Case{2, 10, RC_OK},  // keeps the old id byte
                          Case{10, 9, RC_E_SECTION_TOO_LARGE},
                          Case{300, 299, RC_E_SECTION_TOO_LARGE},  // wins over past the payload
                          Case{11, 300, RC_E_BLOB_LENGTH}, Case{200, 300, RC_E_BLOB_LENGTH}}) {
@@ -162,9 +167,10 @@ TEST(Parse, BoundsTheSectionByWorkBufferThenPayload) {
         work.fill(kFill);
         uint32_t position = 16, length = 0;
         uint8_t id = 99;
-        EXPECT_EQ(vorn::parse(blob.data(), static_cast<uint32_t>(blob.size()), position, work.data(),
-                              c.workSize, id, length),
-                  c.status) << c.sectionLength;
+        EXPECT_EQ(vorn::parse(blob.data(), static_cast<uint32_t>(blob.size()), position,
+                              work.data(), c.workSize, id, length),
+                  c.status)
+            << c.sectionLength;
         EXPECT_EQ(length, c.sectionLength);
         const bool ok = c.status == RC_OK;
         EXPECT_EQ(position, ok ? 16u + c.sectionLength : 16u);
