@@ -16,13 +16,6 @@ inline InputSample sample(uint8_t id, int64_t t, float value) {
 struct Step {
     int32_t status;
     std::vector<OutputSample> outputs;
-
-    const OutputSample* find(uint8_t id) const {
-        for (const OutputSample& o : outputs) {
-            if (o.id == id) return &o;
-        }
-        return nullptr;
-    }
 };
 
 inline Step step(const std::vector<InputSample>& inputs, uint8_t capacity = 19) {

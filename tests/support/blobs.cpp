@@ -5,6 +5,7 @@
 #include <algorithm>
 
 namespace vorn_test {
+namespace {
 
 int32_t exportRaw(BlobKind kind, uint8_t* blob, uint32_t capacity, uint8_t* work, uint32_t workSize,
                   uint32_t* size) {
@@ -12,6 +13,8 @@ int32_t exportRaw(BlobKind kind, uint8_t* blob, uint32_t capacity, uint8_t* work
                ? vorn_get_configuration(0, blob, capacity, work, workSize, size)
                : vorn_get_state(0, blob, capacity, work, workSize, size);
 }
+
+}  // namespace
 
 int32_t importRaw(BlobKind kind, const uint8_t* blob, uint32_t size, uint8_t* work,
                   uint32_t workSize) {

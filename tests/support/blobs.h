@@ -17,9 +17,7 @@ using Bytes = std::vector<uint8_t>;
 enum class BlobKind { Configuration, State };
 inline constexpr uint32_t kAmple = 2048;  // blob and work buffer room for any export
 
-// vorn_get_configuration or vorn_get_state, vorn_set_configuration or vorn_set_state.
-int32_t exportRaw(BlobKind kind, uint8_t* blob, uint32_t capacity, uint8_t* work, uint32_t workSize,
-                  uint32_t* size);
+// vorn_set_configuration or vorn_set_state.
 int32_t importRaw(BlobKind kind, const uint8_t* blob, uint32_t size, uint8_t* work,
                   uint32_t workSize);
 

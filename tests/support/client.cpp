@@ -79,13 +79,6 @@ void measure(const SensorSettings& plan, int64_t t, const Reading& r, Inputs& in
     if (offset) add(IN_TEMPERATURE_OFFSET, *offset);
 }
 
-const OutputSample* Cycle::find(uint8_t id) const {
-    for (const OutputSample& o : outputs) {
-        if (o.id == id) return &o;
-    }
-    return nullptr;
-}
-
 Client::Client(const Scenario& scenario, const Room& room)
     : scenario_(scenario), room_(room), now_(scenario.start) {}
 

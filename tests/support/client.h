@@ -52,7 +52,6 @@ public:
     explicit Room(int days = 7, uint64_t seed = 0);
     // The reading `sinceStart` ns after the room's start (any value: it wraps).
     const Reading& at(int64_t sinceStart) const;
-    size_t size() const { return readings_.size(); }
 
 private:
     std::vector<Reading> readings_;
@@ -94,8 +93,6 @@ struct Cycle {
     Inputs inputs;
     int32_t status;  // vorn_do_steps
     std::span<const OutputSample> outputs;
-
-    const OutputSample* find(uint8_t id) const;
 };
 
 // Outputs subscribed at one rate, driven from the start for a duration.
@@ -126,7 +123,6 @@ public:
 
     int64_t now() const { return now_; }
     void setNow(int64_t t) { now_ = t; }
-    const Scenario& scenario() const { return scenario_; }
 
 private:
     Scenario scenario_;
