@@ -92,7 +92,8 @@ struct Session {
         const size_t kind = fdp.ConsumeIntegralInRange<size_t>(0, 5);
         if (kind < 4) {
             const Jump& j = kJumps[kind];
-            return advance(now, j.unit * fdp.ConsumeIntegralInRange<int64_t>(j.lo, j.hi));
+            return vorn_test::wrapAdd(now,
+                                      j.unit * fdp.ConsumeIntegralInRange<int64_t>(j.lo, j.hi));
         }
         if (kind == 5) return fdp.ConsumeIntegral<int64_t>();
         const int64_t near = fdp.ConsumeIntegralInRange<int64_t>(0, 10 * kSecond);

@@ -46,11 +46,6 @@ inline const vorn_test::Reading& plausibleReading(uint8_t shape, uint32_t cycle)
     return vorn_test::sharedRoom().at(index * vorn_test::Room::kPeriodNs);
 }
 
-// now + delta with two's-complement wrap-around instead of undefined overflow.
-inline int64_t advance(int64_t now, int64_t delta) {
-    return static_cast<int64_t>(static_cast<uint64_t>(now) + static_cast<uint64_t>(delta));
-}
-
 // The shared client, with the fuzzers' invariants checked on every cycle.
 struct Driver {
     vorn_test::Client client{vorn_test::Scenario({})};  // the targets subscribe themselves

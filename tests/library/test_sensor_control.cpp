@@ -41,9 +41,9 @@ TEST(SensorControl, FirstPlanAndCallTimeDeviations) {
 }
 
 TEST(SensorControl, ModifiedOnTimePolynomial) {
-    const std::pair<float, uint16_t> cases[] = {{0, 446},    {60, 1131},        {120, 1450},
-                                                {240, 1800}, {300, 1852},       {450, 0},
-                                                {-30, 0},    {std::nanf(""), 0}};
+    const std::pair<float, uint16_t> cases[] = {{0, 446},   {60, 1131},  {120, 1450},
+                                                {240, 1800}, {300, 1852}, {450, 0},
+                                                {-30, 0},   {std::nanf(""), 0}};
     for (const auto& [seconds, ms] : cases) {
         EXPECT_EQ(vorn::Engine::getModHeatingDuration(seconds), ms) << seconds;
     }
@@ -62,9 +62,7 @@ SensorSettings callsUpTo(int first, int last) {
     for (int k = first; k <= last; ++k) s = control(kT0 + 3 * k * kSecond);
     return s;
 }
-int32_t requestTrigger() {
-    return subscribe({{OUT_IAQ_INDEX, 0.0f}}).status;
-}
+int32_t requestTrigger() { return subscribe({{OUT_IAQ_INDEX, 0.0f}}).status; }
 
 TEST(Trigger, Answers) {
     vorn_init();
@@ -86,7 +84,7 @@ TEST(Trigger, ModifiedOnTimesUntilTheNextRegularSample) {
     startTriggerScenario();
     EXPECT_EQ(callsUpTo(0, 19).heater_duration_ms, 0);  // no gas at call 19
     ASSERT_EQ(requestTrigger(), RC_OK);
-    SensorSettings s = callsUpTo(20, 20);                // every input with an interval, 60 s on
+    SensorSettings s = callsUpTo(20, 20);  // every input with an interval, 60 s on
     EXPECT_EQ(s.input_mask, kClimateAndGas | 1u << 21);  // and the modified-heating flag
     EXPECT_EQ(s.heater_duration_ms, 1131);
     EXPECT_EQ(s.heater_temperature_c, 400);

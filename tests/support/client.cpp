@@ -10,10 +10,7 @@
 namespace vorn_test {
 namespace {
 
-// a + b and a - b modulo 2^64, as the library's clock arithmetic: no signed overflow.
-int64_t wrapAdd(int64_t a, int64_t b) {
-    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
-}
+// a - b modulo 2^64, as the library's clock arithmetic: no signed overflow.
 int64_t wrapSub(int64_t a, int64_t b) {
     return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
 }

@@ -24,6 +24,11 @@ inline constexpr float kRate300s = 1.0f / 300;                // interval 30000
 inline constexpr uint8_t kHostOutputs[] = {1, 14, 7, 15, 9, 6, 8, 2, 3, 4};
 inline constexpr uint8_t kAllOutputs[] = {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21};
 
+// a + b modulo 2^64, as the library's clock arithmetic: no signed overflow.
+inline int64_t wrapAdd(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+
 // The four physical readings, in input identifier order.
 struct Reading {
     float pressure;     // Pa
