@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "bench_signal.h"
+#include "client.h"
 #include "vorn_host.h"
 
 namespace {
@@ -21,15 +21,12 @@ void hostCall(benchmark::State& state, const char* base) {
         state.SkipWithError("no temporary directory");
         return;
     }
-    static const auto day = vorn_bench::makeDay();
     float out[7] = {};
     int32_t timeS = 3;
-    size_t i = 0;
     for (auto _ : state) {
-        const vorn_bench::Reading& r = day[i];
+        const vorn_test::Reading& r = vorn_test::sharedRoom().at(timeS * vorn_test::kSecond);
         proccess_gsx_data(timeS, out, r.temperature, r.pressure, r.humidity, r.gas);
         timeS += 3;
-        if (++i == day.size()) i = 0;
     }
     std::remove(VORN_STATE_FILE_NAME);
     if (chdir("/") == 0) rmdir(dir);

@@ -14,13 +14,8 @@
 
 namespace vorn_fuzz {
 
-enum class BlobKind { kConfiguration, kState };
-
-inline int32_t importBlob(BlobKind kind, uint8_t* blob, uint32_t size, uint8_t* work,
-                          uint32_t workSize) {
-    return kind == BlobKind::kConfiguration ? vorn_set_configuration(blob, size, work, workSize)
-                                            : vorn_set_state(blob, size, work, workSize);
-}
+using vorn_test::BlobKind;
+using vorn_test::importRaw;
 
 // Work buffer sizes worth trying: the boundaries of every section and blob size,
 // and (most often) exactly the blob's size so the import gets to the sections.
@@ -58,7 +53,7 @@ inline int runBlobImport(BlobKind kind, const uint8_t* data, size_t size) {
     std::vector<uint8_t> work(workSize, static_cast<uint8_t>(repair >> 2));
     const int32_t frame = expectedFrameStatus(blob.data(), blobSize, workSize);
     const int32_t status = unchangedIf(frame != RC_OK, [&] {
-        return importBlob(kind, bytesOf(blob), blobSize, bytesOf(work), workSize);
+        return importRaw(kind, bytesOf(blob), blobSize, bytesOf(work), workSize);
     });
     FUZZ_CHECK(isImportStatus(status));
     if (frame != RC_OK) {
@@ -70,12 +65,11 @@ inline int runBlobImport(BlobKind kind, const uint8_t* data, size_t size) {
     FUZZ_CHECK(oneOf(status, {RC_OK, RC_E_BLOB_LENGTH, RC_E_SECTION_TOO_LARGE, RC_E_SECTION_UNKNOWN,
                               RC_E_SECTION_SHORT}));
     if (status == RC_OK) {
-        std::vector<uint8_t> first = exportBlob(kind == BlobKind::kConfiguration);
+        const std::vector<uint8_t> first = exportBlob(kind == BlobKind::Configuration);
         const uint32_t n = static_cast<uint32_t>(first.size());
         FUZZ_CHECK(expectedFrameStatus(first.data(), n, n) == RC_OK);
-        std::vector<uint8_t> roundWork(n);
-        FUZZ_CHECK(importBlob(kind, first.data(), n, roundWork.data(), n) == RC_OK);
-        FUZZ_CHECK(exportBlob(kind == BlobKind::kConfiguration) == first);
+        FUZZ_CHECK(vorn_test::importBlob(kind, first, n) == RC_OK);
+        FUZZ_CHECK(exportBlob(kind == BlobKind::Configuration) == first);
     }
     // Whatever was imported, the processing code must stay defined behaviour.
     subscribeLowPower();

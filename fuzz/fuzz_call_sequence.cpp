@@ -88,11 +88,12 @@ struct Session {
                                           {kYear, -100, 100},
                                           {1, -3600 * kSecond, -1},
                                           {kSecond, 0, 604800}};
-        const int64_t now = driver.now;
+        const int64_t now = driver.client.now();
         const size_t kind = fdp.ConsumeIntegralInRange<size_t>(0, 5);
         if (kind < 4) {
             const Jump& j = kJumps[kind];
-            return advance(now, j.unit * fdp.ConsumeIntegralInRange<int64_t>(j.lo, j.hi));
+            return vorn_test::wrapAdd(now,
+                                      j.unit * fdp.ConsumeIntegralInRange<int64_t>(j.lo, j.hi));
         }
         if (kind == 5) return fdp.ConsumeIntegral<int64_t>();
         const int64_t near = fdp.ConsumeIntegralInRange<int64_t>(0, 10 * kSecond);
@@ -111,7 +112,7 @@ struct Session {
         if (kind == 1) return floatFromBits(fdp.ConsumeIntegral<uint32_t>());
         if (kind == 2) return r.min + (r.max - r.min) * fdp.ConsumeProbability<float>();
         return id >= IN_PRESSURE && id <= IN_GAS_RESISTANCE
-                   ? plausibleValue(id, fdp.ConsumeIntegral<uint8_t>(), driver.cycle)
+                   ? plausibleReading(fdp.ConsumeIntegral<uint8_t>(), driver.cycle).value(id)
                    : static_cast<float>(fdp.ConsumeIntegralInRange<int>(0, 2));
     }
 
@@ -236,18 +237,19 @@ struct Session {
         FUZZ_CHECK((settings.input_mask & ~kInputMask) == 0);
         FUZZ_CHECK(settings.gas_enable <= 1 && settings.measure_now <= 1);
         FUZZ_CHECK(settings.gas_enable == ((settings.input_mask >> 3) & 1u));
-        driver.now = t;
+        driver.client.setNow(t);
         if (!fdp.ConsumeBool()) return;
         // Measure what the plan asks for, at the planned time, with plausible values.
-        std::array<InputSample, 4> inputs{};
-        const uint8_t n = driver.measure(settings, t, fdp.ConsumeIntegral<uint8_t>(), inputs);
+        vorn_test::Inputs in;
+        vorn_test::measure(settings, t,
+                           plausibleReading(fdp.ConsumeIntegral<uint8_t>(), driver.cycle), in);
         const uint8_t capacity = pickCapacity();
         auto out = canaryBuffer<OutputSample>(capacity);
         uint8_t count = capacity;
-        const int32_t steps = vorn_do_steps(inputs.data(), n, out.data(), &count);
+        const int32_t steps = vorn_do_steps(in.samples.data(), in.n, out.data(), &count);
         FUZZ_CHECK(steps >= 0);
         checkOutputs(out, capacity, count, steps);
-        if (settings.next_call_ns > t) driver.now = settings.next_call_ns;
+        if (settings.next_call_ns > t) driver.client.setNow(settings.next_call_ns);
     }
 
     // The first refusal the checks must find in these inputs, in the library's order.
@@ -356,9 +358,11 @@ struct Session {
             fdp.ConsumeBool() ? fdp.ConsumeIntegralInRange<uint32_t>(0, 700) : size;
         std::vector<uint8_t> work(workSize, fdp.ConsumeIntegral<uint8_t>());
         const int32_t frame = expectedFrameStatus(blob.data(), size, workSize);
-        const auto set = configuration ? vorn_set_configuration : vorn_set_state;
-        const int32_t status = unchangedIf(
-            frame != RC_OK, [&] { return set(bytesOf(blob), size, bytesOf(work), workSize); });
+        const auto kind =
+            configuration ? vorn_test::BlobKind::Configuration : vorn_test::BlobKind::State;
+        const int32_t status = unchangedIf(frame != RC_OK, [&] {
+            return vorn_test::importRaw(kind, bytesOf(blob), size, bytesOf(work), workSize);
+        });
         FUZZ_CHECK(isImportStatus(status));
         FUZZ_CHECK(frame == RC_OK ? !genuine || status == RC_OK : status == frame);
         clean = clean && (genuine || frame != RC_OK);

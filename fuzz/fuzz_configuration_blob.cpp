@@ -3,5 +3,5 @@
 #include "blob_import_target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    return vorn_fuzz::runBlobImport(vorn_fuzz::BlobKind::kConfiguration, data, size);
+    return vorn_fuzz::runBlobImport(vorn_test::BlobKind::Configuration, data, size);
 }

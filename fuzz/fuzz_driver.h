@@ -1,20 +1,20 @@
-// Drives the library the way a well-behaved client does (sensor control at the
-// planned time, measure what it asks for, process), so that the fuzz targets can
-// reach the learning and estimation code after an import or between hostile calls.
+// Drives the library through the shared client the way a well-behaved device does
+// (sensor control at the planned time, measure what it asks for, process), so that
+// the fuzz targets reach the learning and estimation code after an import or between
+// hostile calls.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <array>
-#include <cmath>
 #include <cstdint>
 
+#include "client.h"
 #include "fuzz_support.h"
 #include "vorn/vorn.h"
 
 namespace vorn_fuzz {
 
-inline constexpr uint8_t kOutputIds[] = {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21};
+inline constexpr const auto& kOutputIds = vorn_test::kAllOutputs;
 inline constexpr uint8_t kInputIds[] = {1, 2, 3, 4, 14, 22, 23, 24};
 inline constexpr uint32_t kInputMask = 0x00E0200Fu;
 inline constexpr uint32_t kOutputMask = 0x001279EFu;
@@ -40,69 +40,40 @@ inline bool inRange(uint8_t id, float v) {
     return v >= r.min && v <= r.max;  // false for NaN
 }
 
-// A plausible reading of one of the four physical inputs, shaped by one fuzz byte; the
-// gas resistance moves by one decade at most.
-inline float plausibleValue(uint8_t id, uint8_t shape, uint32_t cycle) {
-    const float phase = static_cast<float>(cycle % 600u) / 600.0f;
-    const float swing = static_cast<float>(shape) / 255.0f;
-    if (id == IN_PRESSURE) return 98000.0f + 4000.0f * swing;
-    if (id == IN_HUMIDITY) return 20.0f + 60.0f * swing * phase;
-    if (id == IN_TEMPERATURE) return 15.0f + 20.0f * swing + 2.0f * phase;
-    return 50000.0f * std::pow(10.0f, swing * (phase - 0.5f));
+// A plausible reading: the shared room, one fuzz byte choosing where in its week.
+inline const vorn_test::Reading& plausibleReading(uint8_t shape, uint32_t cycle) {
+    const int64_t index = int64_t{shape} * 1201 + cycle;
+    return vorn_test::sharedRoom().at(index * vorn_test::Room::kPeriodNs);
 }
 
-// now + delta with two's-complement wrap-around instead of undefined overflow.
-inline int64_t advance(int64_t now, int64_t delta) {
-    return static_cast<int64_t>(static_cast<uint64_t>(now) + static_cast<uint64_t>(delta));
-}
-
+// The shared client, with the fuzzers' invariants checked on every cycle.
 struct Driver {
-    int64_t now = 1'000'000'000;
+    vorn_test::Client client{vorn_test::Scenario({})};  // the targets subscribe themselves
     uint32_t cycle = 0;
 
-    // The physical inputs the plan asks for at time t, with plausible values.
-    uint8_t measure(const SensorSettings& s, int64_t t, uint8_t shape,
-                    std::array<InputSample, 4>& inputs) const {
-        uint8_t n = 0;
-        for (uint8_t id = IN_PRESSURE; id <= IN_GAS_RESISTANCE; ++id) {
-            if (inMask(s.input_mask, id))
-                inputs[n++] = InputSample{t, plausibleValue(id, shape, cycle), 0, id, {}};
-        }
-        return n;
-    }
-
-    // One cooperative cycle. Returns the status of vorn_do_steps.
+    // One cooperative cycle into outputs[0 .. nOutputs-1]. Returns the status of
+    // vorn_do_steps.
     int32_t runCycle(uint8_t shape, OutputSample* outputs, uint8_t& nOutputs) {
-        SensorSettings settings{};
-        const int32_t control = vorn_sensor_control(now, &settings);
-        FUZZ_CHECK(control == RC_OK || control == RC_W_CALL_TIME_DEVIATION);
-        FUZZ_CHECK((settings.input_mask & ~kInputMask) == 0);
-        std::array<InputSample, 4> inputs{};
-        const uint8_t n = measure(settings, now, shape, inputs);
-        const int32_t status = vorn_do_steps(inputs.data(), n, outputs, &nOutputs);
-        FUZZ_CHECK(
-            oneOf(status, {RC_OK, RC_W_INPUT_REPEATED, RC_W_OUTPUT_OVERFLOW, RC_W_NO_OUTPUT_ROOM}));
-        // Follow the plan; an interval of 0 would stall the clock, so always move on
-        // (wrapping like the library's own clock does at the end of the range).
-        now = settings.next_call_ns > now ? settings.next_call_ns : advance(now, 1'000'000'000);
+        const vorn_test::Cycle& c =
+            client.cycle(plausibleReading(shape, cycle), {outputs, nOutputs});
+        FUZZ_CHECK(c.controlStatus == RC_OK || c.controlStatus == RC_W_CALL_TIME_DEVIATION);
+        FUZZ_CHECK((c.plan.input_mask & ~kInputMask) == 0);
+        FUZZ_CHECK(oneOf(c.status,
+                         {RC_OK, RC_W_INPUT_REPEATED, RC_W_OUTPUT_OVERFLOW, RC_W_NO_OUTPUT_ROOM}));
+        nOutputs = static_cast<uint8_t>(c.outputs.size());
         ++cycle;
-        return status;
+        return c.status;
     }
 };
 
 // Subscribe `n` of `ids` at one rate; returns the status.
 inline int32_t subscribeAll(float rate, const uint8_t* ids, uint8_t n) {
-    std::array<SensorRate, 14> req{};
-    for (uint8_t i = 0; i < n; ++i) req[i] = SensorRate{rate, ids[i], {}};
-    std::array<SensorRate, 8> required{};
-    uint8_t count = 8;
-    return vorn_update_subscription(req.data(), n, required.data(), &count);
+    return vorn_test::subscribeAll({ids, n}, rate);
 }
 
 // The host's ten outputs at 1/3 Hz.
 inline int32_t subscribeLowPower() {
-    static constexpr uint8_t kIds[] = {1, 14, 7, 15, 9, 6, 8, 2, 3, 4};
-    return subscribeAll(0.33333f, kIds, 10);
+    return vorn_test::subscribeAll(vorn_test::kHostOutputs, vorn_test::kRate3s);
 }
 
 }  // namespace vorn_fuzz

@@ -1,7 +1,7 @@
-// Shared checks for the fuzz targets: the public status set, an independent model
-// of the blob frame checks (so a target can tell a frame refusal from a section
-// refusal and demand that the former changes nothing), and a snapshot of
-// everything a caller can observe without changing it.
+// Shared checks for the fuzz targets: the public status set, the frame checks a blob
+// must pass (so a target can tell a frame refusal from a section refusal and demand
+// that the former changes nothing), and a snapshot of everything a caller can
+// observe without changing it. Blob export and resealing come from tests/support.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 #include <initializer_list>
 #include <vector>
 
-#include "identifiers/version.h"
+#include "blobs.h"
 #include "vorn/vorn.h"
 
 namespace vorn_fuzz {
@@ -55,48 +55,35 @@ inline bool isPublicStatus(int32_t s) {
                      RC_W_OUTPUT_OVERFLOW, RC_W_INPUT_REPEATED, RC_W_CALL_TIME_DEVIATION});
 }
 
-// ---- Blob frame, written here independently of the library ----
+// ---- Blob frame ----
 
-inline constexpr uint32_t kHeaderSize = 16;
-inline constexpr uint32_t kFrameSize = kHeaderSize + 8;  // header and trailer
+inline constexpr uint32_t kHeaderSize = vorn::kBlobHeaderSize;
+inline constexpr uint32_t kFrameSize = vorn::kBlobMinSize;  // header and trailer
 
 // The harness's own arithmetic is not what is being explored: keep it out of the
 // coverage feedback (and out of the comparison tracing that dominates its cost).
 #define VORN_FUZZ_NO_COVERAGE __attribute__((no_sanitize("coverage")))
-
-// CRC-16/X-25 (reflected 0x1021, init and final XOR 0xFFFF), computed bit by bit
-// rather than from the library's table.
-VORN_FUZZ_NO_COVERAGE inline uint16_t crcX25(const uint8_t* data, size_t n) {
-    uint32_t crc = 0xFFFF;
-    for (size_t i = 0; i < n; ++i) {
-        crc ^= data[i];
-        for (int bit = 0; bit < 8; ++bit) crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0x8408u : crc >> 1;
-    }
-    return static_cast<uint16_t>(crc ^ 0xFFFF);
-}
 
 inline uint32_t loadU32(const uint8_t* p) {
     return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
            static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
 }
 
-inline void storeU32(uint8_t* p, uint32_t v) {
-    for (int i = 0; i < 4; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
-}
-
 // What the frame checks must answer for this blob: RC_OK when the frame is sound
 // (the sections are then up to the library), else the first failing check's code.
+// Lets a target tell a frame refusal, which must change nothing, from a section
+// refusal, which may keep the sections before it.
 VORN_FUZZ_NO_COVERAGE inline int32_t expectedFrameStatus(const uint8_t* blob, uint32_t size,
                                                          uint32_t workSize) {
     if (size < kFrameSize) return RC_E_BLOB_TOO_SHORT;
     if (size > workSize) return RC_E_WORK_BUFFER_SMALL;
     const uint32_t version = loadU32(blob);
-    if (version != vorn::kBlobFormatVersion && version != 0xFFFFFFFFu) return RC_E_BLOB_VERSION;
-    const uint32_t kindLow = loadU32(blob + 4);
-    if (loadU32(blob + 8) != 0 || (kindLow != 61u && kindLow != 0xFFFFFFFFu)) return RC_E_BLOB_KIND;
+    if (version != vorn::kBlobFormatVersion && version != vorn::kBlobVersionAny) return RC_E_BLOB_VERSION;
+    const uint64_t kind = loadU32(blob + 4) | uint64_t{loadU32(blob + 8)} << 32;
+    if (kind != vorn::kBlobKind && kind != vorn::kBlobKindAny) return RC_E_BLOB_KIND;
     const uint32_t payload = loadU32(blob + 12);
     if (payload + kFrameSize != size) return RC_E_BLOB_LENGTH;  // 32-bit wrap as written
-    const uint16_t crc = crcX25(blob, kHeaderSize + payload);
+    const uint16_t crc = vorn::crcCcitt2(blob, kHeaderSize + payload);
     return loadU32(blob + size - 4) == crc ? RC_OK : RC_E_BLOB_CRC;
 }
 
@@ -104,29 +91,17 @@ VORN_FUZZ_NO_COVERAGE inline int32_t expectedFrameStatus(const uint8_t* blob, ui
 // with `header`, exact header words and the length field from its size. Blobs under
 // 24 bytes stay as they are.
 inline void refreshFrame(std::vector<uint8_t>& blob, bool header = true) {
-    if (blob.size() < kFrameSize) return;
-    const uint32_t payload = static_cast<uint32_t>(blob.size()) - kFrameSize;
-    if (header) {
-        const uint32_t words[] = {vorn::kBlobFormatVersion, 61u, 0u, payload};
-        for (int i = 0; i < 4; ++i) storeU32(blob.data() + 4 * i, words[i]);
-    }
-    storeU32(blob.data() + blob.size() - 4, crcX25(blob.data(), kHeaderSize + payload));
+    header ? vorn_test::restamp(blob) : vorn_test::reseal(blob);
 }
 
 // ---- Observation without side effects ----
 
-inline constexpr uint32_t kAmple = 2048;
-
 // Export with ample, zeroed buffers, so that bytes the writer leaves alone
 // (reserved trailer bytes, section byte 3) compare equal between two exports.
 VORN_FUZZ_NO_COVERAGE inline std::vector<uint8_t> exportBlob(bool configuration) {
-    std::vector<uint8_t> blob(kAmple, 0), work(kAmple, 0);
-    uint32_t size = 0;
-    const int32_t status =
-        configuration ? vorn_get_configuration(0, blob.data(), kAmple, work.data(), kAmple, &size)
-                      : vorn_get_state(0, blob.data(), kAmple, work.data(), kAmple, &size);
-    FUZZ_CHECK(status == RC_OK && size >= kFrameSize && size <= kAmple);
-    blob.resize(size);
+    std::vector<uint8_t> blob = vorn_test::exportBlob(
+        configuration ? vorn_test::BlobKind::Configuration : vorn_test::BlobKind::State);
+    FUZZ_CHECK(blob.size() >= kFrameSize);
     return blob;
 }
 

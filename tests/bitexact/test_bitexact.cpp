@@ -1,67 +1,28 @@
-// Bit-identity guard for speed work: a simulated week driven through the exported C
-// functions exactly as a client drives them, hashed hour by hour (every output's id,
+// Bit-identity guard for speed work: a week of the shared room driven through the
+// exported C functions by the shared client, hashed hour by hour (every output's id,
 // time stamp, value bits and accuracy, and every status) and compared with the
 // recorded reference, together with the final state blob. A mismatch names the first
 // differing hour. Re-record (only after an intended behaviour change) with
 //   VORN_BITEXACT_RECORD=1 ./test_bitexact
 #include <gtest/gtest.h>
 
-#include <array>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "vorn/vorn.h"
+#include "blobs.h"
+#include "client.h"
 
 namespace {
 
-constexpr int64_t kSecondNs = 1'000'000'000;
-constexpr int64_t kSampleNs = 3 * kSecondNs;
-constexpr int kSamplesPerDay = 28800;
+using namespace vorn_test;
+
 constexpr int kDays = 7;
-constexpr int64_t kHourNs = 3600 * kSecondNs;
-constexpr int64_t kStartNs = 1'700'000'000 * kSecondNs;  // a wall-clock epoch, as on a device
-
-struct Reading {
-    float temperature, pressure, humidity, gas;
-};
-
-// A week of room readings every 3 s: daily temperature and humidity swings, slow
-// pressure waves, and VOC events that pull the gas resistance down, with noise.
-const std::vector<Reading>& week() {
-    static const std::vector<Reading> w = [] {
-        std::vector<Reading> r(static_cast<size_t>(kSamplesPerDay) * kDays);
-        uint64_t s = 0x9E3779B97F4A7C15ull;
-        auto uniform = [&s] {
-            s ^= s >> 12;
-            s ^= s << 25;
-            s ^= s >> 27;
-            return static_cast<double>((s * 0x2545F4914F6CDD1Dull) >> 11) * 0x1.0p-53;
-        };
-        double voc = 0.0;
-        for (size_t i = 0; i < r.size(); ++i) {
-            const double phase = 6.283185307179586 * static_cast<double>(i) / kSamplesPerDay;
-            if (uniform() < 0.0005) voc += 200.0 + 800.0 * uniform();
-            voc *= 0.9985;
-            const double logR = 5.0 - 0.65 * std::log10(1.0 + voc / 40.0) +
-                                0.002 * (uniform() - 0.5) - 0.05 * std::sin(phase / 7);
-            r[i] = {static_cast<float>(22.6 + 2.0 * std::sin(phase)),
-                    static_cast<float>(98000.0 + 300.0 * std::sin(phase / 3)),
-                    static_cast<float>(45.0 + 10.0 * std::sin(phase + 1.0)),
-                    static_cast<float>(std::pow(10.0, logR))};
-        }
-        return r;
-    }();
-    return w;
-}
 
 struct Hash {  // FNV-1a, 64 bit
     uint64_t h = 0xcbf29ce484222325ull;
@@ -75,42 +36,25 @@ struct Hash {  // FNV-1a, 64 bit
     }
 };
 
-struct Scenario {
+struct Week {
     const char* name;
-    std::vector<uint8_t> outputs;
-    float rate;
-    bool temperatureOffset;  // supply IN_TEMPERATURE_OFFSET whenever asked
-    bool dailyReload;        // at midnight: export the state, vorn_init, import it again
-    bool midweekReset;       // vorn_reset_output(OUT_IAQ_INDEX) at day 3, noon
+    Scenario scenario;
+    bool dailyReload;   // at midnight: export the state, vorn_init, import it again
+    bool midweekReset;  // vorn_reset_output(OUT_IAQ_INDEX) at day 3, noon
 };
 
-const Scenario kScenarios[] = {
-    {"host_outputs_daily_reload", {1, 14, 7, 15, 9, 6, 8, 2, 3, 4}, 0.33333f, false, true, false},
+Scenario weekOf(std::vector<uint8_t> outputs, float rate, std::optional<float> offset = {}) {
+    Scenario s(std::move(outputs), rate, kDays * kDay);
+    s.temperatureOffset = offset;
+    return s;
+}
+
+const Week kWeeks[] = {
+    {"host_outputs_daily_reload", weekOf({1, 14, 7, 15, 9, 6, 8, 2, 3, 4}, 0.33333f), true, false},
     {"all_outputs_offset_reset",
-     {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21},
-     0.33333f,
-     true,
-     false,
-     true},
-    {"iaq_chain_every_300s", {1, 2, 3, 4, 14, 15, 18, 21}, 1.0f / 300, false, true, false},
+     weekOf({1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 0.33333f, 0.5f), false, true},
+    {"iaq_chain_every_300s", weekOf({1, 2, 3, 4, 14, 15, 18, 21}, 1.0f / 300), true, false},
 };
-
-void subscribe(const Scenario& sc) {
-    std::vector<SensorRate> req;
-    for (uint8_t id : sc.outputs) req.push_back(SensorRate{sc.rate, id, {0, 0, 0}});
-    std::array<SensorRate, 8> required{};
-    uint8_t n = 8;
-    ASSERT_EQ(
-        vorn_update_subscription(req.data(), static_cast<uint8_t>(req.size()), required.data(), &n),
-        RC_OK);
-}
-
-std::vector<uint8_t> exportState() {
-    std::array<uint8_t, 256> blob{}, work{};
-    uint32_t size = 0;
-    EXPECT_EQ(vorn_get_state(0, blob.data(), blob.size(), work.data(), work.size(), &size), RC_OK);
-    return {blob.begin(), blob.begin() + size};
-}
 
 struct Result {
     std::vector<uint64_t> hourly;  // one hash per hour of the week
@@ -127,70 +71,49 @@ std::string hex(const std::vector<uint8_t>& bytes) {
     return s;
 }
 
-Result run(const Scenario& sc) {
-    vorn_init();
-    subscribe(sc);
+// Each cycle is hashed; what happens between two cycles (the hour's hash closed, a
+// reload, the reset) is done once the next call's time is known.
+Result run(const Week& w) {
     Result result;
     Hash hash;
-    int64_t t = kStartNs;
-    int64_t hourEnd = kStartNs + kHourNs;
-    int64_t nextMidnight = kStartNs + 24 * kHourNs;
+    int64_t hourEnd = kStartNs + kHour, nextMidnight = kStartNs + kDay;
     bool resetDone = false;
-    const int64_t endNs = kStartNs + kDays * 24 * kHourNs;
-    while (t < endNs) {
-        while (t >= hourEnd) {
+    const int64_t end = w.scenario.end;
+    drive(w.scenario, [&](const Cycle& s, Client& client) {
+        hash.add(s.controlStatus);
+        hash.add(s.plan);
+        hash.add(s.status);
+        hash.add(static_cast<uint8_t>(s.outputs.size()));
+        for (const OutputSample& o : s.outputs) {
+            hash.add(o.id);
+            hash.add(o.timestamp_ns);
+            hash.add(std::bit_cast<uint32_t>(o.value));
+            hash.add(o.accuracy);
+        }
+        const int64_t next = client.now();
+        if (s.plan.next_call_ns <= s.time) {
+            ADD_FAILURE() << "schedule does not advance at " << s.time;
+            client.setNow(end);
+        }
+        for (; next >= hourEnd; hourEnd += kHour) {
             result.hourly.push_back(hash.h);
             hash = Hash{};
-            hourEnd += kHourNs;
         }
-        if (sc.dailyReload && t >= nextMidnight) {
-            std::vector<uint8_t> blob = exportState();
-            std::array<uint8_t, 256> work{};
-            vorn_init();
-            hash.add(vorn_set_state(blob.data(), static_cast<uint32_t>(blob.size()), work.data(),
-                                    work.size()));
-            subscribe(sc);
-            nextMidnight += 24 * kHourNs;
+        if (next >= end) return;
+        if (w.dailyReload && next >= nextMidnight) {
+            hash.add(client.restart());
+            nextMidnight += kDay;
         }
-        if (sc.midweekReset && !resetDone && t >= kStartNs + 60 * kHourNs) {
+        if (w.midweekReset && !resetDone && next >= kStartNs + 60 * kHour) {
             hash.add(vorn_reset_output(OUT_IAQ_INDEX));
             resetDone = true;
         }
-        SensorSettings s{};
-        hash.add(vorn_sensor_control(t, &s));
-        hash.add(s);
-        const Reading& r = week()[static_cast<size_t>((t - kStartNs) / kSampleNs)];
-        std::array<InputSample, 5> in{};
-        uint8_t n = 0;
-        const auto add = [&](uint8_t id, float value) {
-            if ((s.input_mask & (1u << (id - 1))) != 0) in[n++] = InputSample{t, value, 1, id, {}};
-        };
-        add(IN_PRESSURE, r.pressure);
-        add(IN_HUMIDITY, r.humidity);
-        add(IN_TEMPERATURE, r.temperature);
-        add(IN_GAS_RESISTANCE, r.gas);
-        if (sc.temperatureOffset) add(IN_TEMPERATURE_OFFSET, 0.5f);
-        std::array<OutputSample, 20> out{};
-        uint8_t nOut = static_cast<uint8_t>(out.size());
-        hash.add(vorn_do_steps(in.data(), n, out.data(), &nOut));
-        hash.add(nOut);
-        for (uint8_t i = 0; i < nOut; ++i) {
-            hash.add(out[i].id);
-            hash.add(out[i].timestamp_ns);
-            hash.add(std::bit_cast<uint32_t>(out[i].value));
-            hash.add(out[i].accuracy);
-        }
-        if (s.next_call_ns <= t) {
-            ADD_FAILURE() << "schedule does not advance at " << t;
-            break;
-        }
-        t = s.next_call_ns;
-    }
+    });
     while (static_cast<int>(result.hourly.size()) < kDays * 24) {
         result.hourly.push_back(hash.h);
         hash = Hash{};
     }
-    result.finalState = hex(exportState());
+    result.finalState = hex(exportBlob(BlobKind::State));
     return result;
 }
 
@@ -213,7 +136,7 @@ Reference readReference() {
 
 void writeReference() {
     std::ofstream out(VORN_BITEXACT_REFERENCE);
-    for (const Scenario& sc : kScenarios) {
+    for (const Week& sc : kWeeks) {
         const Result r = run(sc);
         for (size_t h = 0; h < r.hourly.size(); ++h) {
             char line[64];
@@ -225,7 +148,7 @@ void writeReference() {
     }
 }
 
-class BitExact : public ::testing::TestWithParam<Scenario> {};
+class BitExact : public ::testing::TestWithParam<Week> {};
 
 TEST_P(BitExact, WeekMatchesReferenceRun) {
     static const bool recorded = [] {
@@ -233,7 +156,7 @@ TEST_P(BitExact, WeekMatchesReferenceRun) {
         return true;
     }();
     ASSERT_TRUE(recorded);
-    const Scenario& sc = GetParam();
+    const Week& sc = GetParam();
     const Reference ref = readReference();
     const auto it = ref.find(sc.name);
     ASSERT_NE(it, ref.end()) << "no reference for " << sc.name << " in " VORN_BITEXACT_REFERENCE;
@@ -246,10 +169,10 @@ TEST_P(BitExact, WeekMatchesReferenceRun) {
     EXPECT_EQ(got.finalState, it->second.finalState) << "final state blob differs";
 }
 
-std::string scenarioName(const ::testing::TestParamInfo<Scenario>& param) {
+std::string scenarioName(const ::testing::TestParamInfo<Week>& param) {
     return param.param.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Week, BitExact, ::testing::ValuesIn(kScenarios), scenarioName);
+INSTANTIATE_TEST_SUITE_P(Week, BitExact, ::testing::ValuesIn(kWeeks), scenarioName);
 
 }  // namespace

@@ -1,53 +1,21 @@
-// Drives the exported C functions the way a client does.
+// Single calls of the exported C functions for the library tests; whole cycles and
+// subscriptions come from the shared client.
 #pragma once
 
-#include <initializer_list>
-#include <utility>
 #include <vector>
 
-#include "vorn/vorn.h"
+#include "client.h"
 
 namespace vorn_test {
 
-constexpr float kRate3s = 0.33333f;      // interval 300
-constexpr float kRate300s = 1.0f / 300;  // interval 30000
-constexpr int64_t kSecond = 1'000'000'000;
-
-struct Subscription {
-    int32_t status;
-    uint8_t nRequired;
-    SensorRate required[8];
-};
-
-inline Subscription subscribe(const std::vector<std::pair<uint8_t, float>>& requests,
-                              uint8_t capacity = 8) {
-    std::vector<SensorRate> list;
-    for (const auto& [id, rate] : requests) list.push_back(SensorRate{rate, id, {0, 0, 0}});
-    Subscription s{};
-    s.nRequired = capacity;
-    s.status = vorn_update_subscription(list.data(), static_cast<uint8_t>(list.size()), s.required,
-                                        &s.nRequired);
-    return s;
-}
-
 inline InputSample sample(uint8_t id, int64_t t, float value) {
-    InputSample s{};
-    s.timestamp_ns = t;
-    s.value = value;
-    s.id = id;
-    return s;
+    return {t, value, 0, id, {}};
 }
 
+// The outputs of one vorn_do_steps call with room for `capacity` records.
 struct Step {
     int32_t status;
     std::vector<OutputSample> outputs;
-
-    const OutputSample* find(uint8_t id) const {
-        for (const OutputSample& o : outputs) {
-            if (o.id == id) return &o;
-        }
-        return nullptr;
-    }
 };
 
 inline Step step(const std::vector<InputSample>& inputs, uint8_t capacity = 19) {

@@ -2,6 +2,7 @@
 // (whose zero intervals would divide by zero). Alone in its file so it runs first.
 #include <gtest/gtest.h>
 
+#include "blobs.h"
 #include "library_client.h"
 
 namespace {
@@ -12,13 +13,10 @@ TEST(BeforeInit, OperationsSeeTheDefaults) {
     const Step first = step({sample(IN_TEMPERATURE, kSecond, 20.0f)});
     EXPECT_EQ(first.status, RC_OK);
     EXPECT_TRUE(first.outputs.empty());
-    uint8_t blob[512], work[512];
-    uint32_t size = 0;
-    ASSERT_EQ(vorn_get_configuration(0, blob, sizeof blob, work, sizeof work, &size), RC_OK);
-    const std::vector<uint8_t> before(blob, blob + size);
+    const Bytes before = exportBlob(BlobKind::Configuration);
+    ASSERT_FALSE(before.empty());
     vorn_init();
-    ASSERT_EQ(vorn_get_configuration(0, blob, sizeof blob, work, sizeof work, &size), RC_OK);
-    EXPECT_EQ(std::vector<uint8_t>(blob, blob + size), before);
+    EXPECT_EQ(exportBlob(BlobKind::Configuration), before);
 }
 
 }  // namespace

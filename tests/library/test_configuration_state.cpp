@@ -5,45 +5,14 @@
 #include <algorithm>
 #include <cstring>
 
-#include "library_client.h"
-#include "serialization/crc.h"
+#include "blobs.h"
+#include "client.h"
 
 namespace {
 
 using namespace vorn_test;
-using Blob = std::vector<uint8_t>;
-
-constexpr uint32_t kWork = 512;
-enum Kind { kConfiguration, kState };
-
-// Exports with zeroed buffers, so that the bytes the writer leaves alone compare equal.
-Blob exportBlob(Kind kind, uint32_t capacity = 1024, uint32_t work = kWork, int32_t* rc = nullptr) {
-    Blob blob(2048, 0xCD), buffer(work, 0);
-    std::memset(blob.data(), 0, capacity);
-    uint32_t size = 777;
-    const int32_t status =
-        kind == kConfiguration
-            ? vorn_get_configuration(0, blob.data(), capacity, buffer.data(), work, &size)
-            : vorn_get_state(0, blob.data(), capacity, buffer.data(), work, &size);
-    if (rc != nullptr) *rc = status;
-    for (size_t i = capacity; i < blob.size(); ++i) EXPECT_EQ(blob[i], 0xCD) << "written past";
-    blob.resize(size);
-    return blob;
-}
-
-int32_t importBlob(Kind kind, Blob blob, uint32_t work = kWork) {
-    Blob buffer(work, 0);
-    const auto size = static_cast<uint32_t>(blob.size());
-    return kind == kConfiguration ? vorn_set_configuration(blob.data(), size, buffer.data(), work)
-                                  : vorn_set_state(blob.data(), size, buffer.data(), work);
-}
-
-void reseal(Blob& blob) {
-    const auto end = static_cast<uint32_t>(blob.size() - 8);
-    const uint16_t crc = vorn::crcCcitt2(blob.data(), end);
-    blob[end + 4] = static_cast<uint8_t>(crc & 0xFF);
-    blob[end + 5] = static_cast<uint8_t>(crc >> 8);
-}
+using Blob = Bytes;
+constexpr auto kConfiguration = BlobKind::Configuration, kState = BlobKind::State;
 
 std::vector<uint32_t> offsets(const Blob& blob) {
     std::vector<uint32_t> list;
@@ -51,17 +20,6 @@ std::vector<uint32_t> offsets(const Blob& blob) {
         list.push_back(at);
     }
     return list;
-}
-
-// Minutes of all four readings at 1/3 Hz, so that the state is not the default.
-void process(int steps) {
-    subscribe({{OUT_IAQ_INDEX, kRate3s}, {OUT_COMPENSATED_HUMIDITY, kRate3s}});
-    float drift = 0.0f;
-    for (int64_t t = 10 * kSecond; steps-- > 0; t += 3 * kSecond, drift += 1.0f) {
-        step({sample(IN_PRESSURE, t, 98000.0f), sample(IN_HUMIDITY, t, 45.0f + 0.01f * drift),
-              sample(IN_TEMPERATURE, t, 23.0f),
-              sample(IN_GAS_RESISTANCE, t, 5e4f + 100.0f * drift)});
-    }
 }
 
 TEST(Blobs, DefaultLayoutAndHyperBytes) {
@@ -78,17 +36,17 @@ TEST(Blobs, DefaultLayoutAndHyperBytes) {
 TEST(Blobs, ExportRefusalsWriteNothingPastTheCapacity) {
     vorn_init();
     struct Case {
-        Kind kind;
+        BlobKind kind;
         uint32_t capacity, work;
         int32_t status;
     };
-    for (const Case c : {Case{kState, 24, kWork, RC_E_SERIALIZE_REQUEST},
+    for (const Case c : {Case{kState, 24, kAmple, RC_E_SERIALIZE_REQUEST},
                          Case{kConfiguration, 1024, 228, RC_E_WORK_BUFFER_SMALL},
-                         Case{kConfiguration, 453, kWork, RC_E_BLOB_OVERFLOW},
-                         Case{kState, 138, kWork, RC_E_BLOB_OVERFLOW}}) {
-        int32_t rc = 0;
-        EXPECT_TRUE(exportBlob(c.kind, c.capacity, c.work, &rc).empty());
-        EXPECT_EQ(rc, c.status) << c.capacity << " / " << c.work;
+                         Case{kConfiguration, 453, kAmple, RC_E_BLOB_OVERFLOW},
+                         Case{kState, 138, kAmple, RC_E_BLOB_OVERFLOW}}) {
+        const Export e = exportInto(c.kind, c.capacity, c.work);
+        EXPECT_TRUE(e.blob.empty() && !e.overrun);
+        EXPECT_EQ(e.status, c.status) << c.capacity << " / " << c.work;
     }
     uint8_t blob[600], work[600];
     uint32_t size = 9;
@@ -100,8 +58,9 @@ TEST(Blobs, ExportRefusalsWriteNothingPastTheCapacity) {
 class Imports : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        vorn_init();
-        process(100);
+        // Five minutes of the room, so that the state is not the default.
+        drive(Scenario({OUT_IAQ_INDEX, OUT_COMPENSATED_HUMIDITY}, kRate3s, 100 * Room::kPeriodNs),
+              [](const Cycle&, Client&) {});
         trained = exportBlob(kState);
         trainedConfig = exportBlob(kConfiguration);
         vorn_init();

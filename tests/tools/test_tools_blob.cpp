@@ -6,6 +6,7 @@
 
 #include "blob_file.h"
 #include "blob_schema.h"
+#include "blobs.h"
 #include "tool_error.h"
 #include "tool_test_support.h"
 #include "vorn/vorn.h"
@@ -16,21 +17,18 @@ namespace {
 using Blob = std::vector<uint8_t>;
 constexpr auto kConfig = BlobKind::Configuration, kState = BlobKind::State;
 
+vorn_test::BlobKind libraryKind(BlobKind kind) {
+    return kind == kConfig ? vorn_test::BlobKind::Configuration : vorn_test::BlobKind::State;
+}
+
 Blob exportDefault(BlobKind kind) {
     vorn_init();
-    Blob blob(kToolWorkBytes), work(kToolWorkBytes);
-    uint32_t size = 0;
-    const auto get = kind == kConfig ? vorn_get_configuration : vorn_get_state;
-    EXPECT_EQ(get(0, blob.data(), kToolWorkBytes, work.data(), kToolWorkBytes, &size), RC_OK);
-    blob.resize(size);
-    return blob;
+    return vorn_test::exportBlob(libraryKind(kind));
 }
 
 int32_t libraryImport(const Blob& blob, BlobKind kind) {
     vorn_init();
-    Blob work(kToolWorkBytes);
-    const auto set = kind == kConfig ? vorn_set_configuration : vorn_set_state;
-    return set(blob.data(), static_cast<uint32_t>(blob.size()), work.data(), kToolWorkBytes);
+    return vorn_test::importBlob(libraryKind(kind), blob, kToolWorkBytes);
 }
 
 std::string valueOf(const Blob& blob, BlobKind kind, const char* section, const char* field) {

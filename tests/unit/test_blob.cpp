@@ -8,12 +8,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "blobs.h"
 #include "serialization/blob_frame.h"
-#include "serialization/crc.h"
 #include "serialization/section.h"
 
 namespace {
 
+using vorn_test::reseal;
 constexpr uint8_t kFill = 0xA5;
 constexpr uint32_t kWorkSize = 256;
 using Blob = std::vector<uint8_t>;
@@ -32,14 +33,6 @@ Blob frame(const Blob& payload) {
               RC_OK);
     EXPECT_EQ(size, blob.size());
     return blob;
-}
-
-// Rewrites the checksum so that a deliberately edited header still passes it.
-void reseal(Blob& blob) {
-    const uint32_t trailer = static_cast<uint32_t>(blob.size()) - vorn::kBlobTrailerSize;
-    const uint16_t crc = vorn::crcCcitt2(blob.data(), trailer);
-    blob[trailer + 4] = static_cast<uint8_t>(crc & 0xFF);
-    blob[trailer + 5] = static_cast<uint8_t>(crc >> 8);
 }
 
 int32_t validate(const Blob& blob, uint32_t workSize = kWorkSize) {
