@@ -67,7 +67,7 @@ int32_t doSteps(Engine& v, const InputSample* inputs, uint8_t nInputs, OutputSam
     for (uint8_t i = 0; i < nInputs; ++i) {
         v.hub.setInput(inputs[i].id, inputs[i].timestamp_ns, inputs[i].value);
     }
-    v.hub.doStep();
+    v.hub.step();
 
     uint8_t count = 0;
     const int32_t collected = v.hub.collectOutputs(outputs, capacity, count);

@@ -93,7 +93,7 @@ void Engine::applyUpdateSubscription() {
         if (!isOutputId(id) || outputIntvlChanged[outputIndex(id)] == 0) continue;
         const uint32_t channels = kOutputChannels[id - 1];
         for (uint8_t channel = 1; channel <= kMaxChannelId; ++channel) {
-            if (hasId(channels, channel)) hub.updateChannelInterfaceDependency(channel);
+            if (hasId(channels, channel)) hub.applyChannelInterval(channel);
         }
     }
     subscriptionChanged = 0;

@@ -90,7 +90,7 @@ void storeOutput(ChannelHub& hub, uint32_t id, float value, int64_t timestamp,
 
 void runStatusTracker(ChannelHub& hub, StepExchange& x) {
     x.gasStepTimestamp = timestampOf(hub, IN_GAS_RESISTANCE);
-    hub.statusTracker.doStep(x.gasStepTimestamp, x.accumulatedFlag, x.continuousFlag, x.progress);
+    hub.statusTracker.step(x.gasStepTimestamp, x.accumulatedFlag, x.continuousFlag, x.progress);
     storeOutput(hub, OUT_ACCUMULATED_TIME_FLAG, static_cast<float>(x.accumulatedFlag),
                 x.gasStepTimestamp);
     storeOutput(hub, OUT_CONTINUOUS_TIME_FLAG, static_cast<float>(x.continuousFlag),
@@ -98,21 +98,21 @@ void runStatusTracker(ChannelHub& hub, StepExchange& x) {
 }
 
 void runPreProcessor(ChannelHub& hub, StepExchange& x) {
-    hub.preProcessor.doStep(x.logGas, x.temperature, x.humidity, inputOf(hub, IN_GAS_RESISTANCE),
-                            inputOf(hub, IN_TEMPERATURE), inputOf(hub, IN_HUMIDITY));
+    hub.preProcessor.step(x.logGas, x.temperature, x.humidity, inputOf(hub, IN_GAS_RESISTANCE),
+                          inputOf(hub, IN_TEMPERATURE), inputOf(hub, IN_HUMIDITY));
 }
 
 void runBaselineTracker(ChannelHub& hub, StepExchange& x) {
     const bool modifiedHeating = inputOf(hub, IN_MOD_HEATING_FLAG) != 0.0f;
-    hub.baselineTracker.doStep(x.accumulatedFlag, x.continuousFlag, modifiedHeating, x.bounds,
-                               x.compensatedLogGas, x.logGas, x.temperature, x.humidity,
-                               inputOf(hub, IN_BASELINE_INDEX));
+    hub.baselineTracker.step(x.accumulatedFlag, x.continuousFlag, modifiedHeating, x.bounds,
+                             x.compensatedLogGas, x.logGas, x.temperature, x.humidity,
+                             inputOf(hub, IN_BASELINE_INDEX));
     storeOutput(hub, OUT_COMPENSATED_LOG_GAS, x.compensatedLogGas, x.gasStepTimestamp);
 }
 
 void runIaqEstimator(ChannelHub& hub, const StepExchange& x) {
     IaqResults results{};
-    hub.iaqEstimator.doStep(x.bounds, results, x.compensatedLogGas, x.progress);
+    hub.iaqEstimator.step(x.bounds, results, x.compensatedLogGas, x.progress);
     for (std::size_t i = 0; i < kIaqOutputs.size(); ++i) {
         storeOutput(hub, kIaqOutputs[i], results[i].value, x.gasStepTimestamp,
                     accuracyToByte(results[i].accuracy));
@@ -121,14 +121,14 @@ void runIaqEstimator(ChannelHub& hub, const StepExchange& x) {
 
 void runHeatCompensator(ChannelHub& hub, StepExchange& x) {
     const int64_t temperatureTimestamp = timestampOf(hub, IN_TEMPERATURE);
-    x.compensatedTemperature = hub.heatCompensator.doStep(
-        x.gasStepTimestamp, temperatureTimestamp, x.gasInterval, inputOf(hub, IN_TEMPERATURE),
-        inputOf(hub, IN_TEMPERATURE_OFFSET));
+    x.compensatedTemperature =
+        hub.heatCompensator.step(x.gasStepTimestamp, temperatureTimestamp, x.gasInterval,
+                                 inputOf(hub, IN_TEMPERATURE), inputOf(hub, IN_TEMPERATURE_OFFSET));
     storeOutput(hub, OUT_COMPENSATED_TEMPERATURE, x.compensatedTemperature, temperatureTimestamp);
 }
 
 void runHumidityCorrector(ChannelHub& hub, const StepExchange& x) {
-    const float humidity = hub.humidityCorrector.doStep(
+    const float humidity = hub.humidityCorrector.step(
         inputOf(hub, IN_TEMPERATURE), x.compensatedTemperature, inputOf(hub, IN_HUMIDITY));
     storeOutput(hub, OUT_COMPENSATED_HUMIDITY, humidity, timestampOf(hub, IN_TEMPERATURE));
 }
@@ -206,7 +206,7 @@ bool ChannelHub::isChannelReady(uint32_t id) {
     return true;
 }
 
-void ChannelHub::doStep() {
+void ChannelHub::step() {
     channelRunMask = 0;
     StepExchange x;
     x.gasInterval = baselineTracker.samplIntvl;

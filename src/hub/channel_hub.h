@@ -58,7 +58,7 @@ struct ChannelHub {
     // Readiness of an existing channel; advances its counter and marks it scheduled.
     bool isChannelReady(uint32_t id);
     // One processing step over all channels and the pass-through outputs.
-    void doStep();
+    void step();
     bool isOutputValid(uint8_t id) const;
     // Read a valid output id and clear its valid bit.
     void getOutput(uint8_t id, float& value, int64_t& timestamp, uint8_t& accuracy);
@@ -80,7 +80,7 @@ struct ChannelHub {
     void updateOutputSamplIntvl(uint8_t id, uint16_t interval);
     void recalculateDownsampling();
     // Hand channel id's current interval to its module (ids without a module do nothing).
-    void updateChannelInterfaceDependency(uint32_t id);
+    void applyChannelInterval(uint32_t id);
 
     // Forget what the IAQ chain has learnt (the baseline bands and statuses, the held
     // indices) and re-derive both modules' interval-dependent values.

@@ -86,19 +86,19 @@ void ChannelHub::recalculateDownsampling() {
     });
 }
 
-void ChannelHub::updateChannelInterfaceDependency(uint32_t id) {
+void ChannelHub::applyChannelInterval(uint32_t id) {
     if (!isChannelId(id)) return;
     const uint16_t interval = channelSamplIntvl[channelIndex(id)];
     forEachModule(*this, [id, interval](auto& module) {
-        if (module.kChannelId == id) module.updateInterfaceDependency(interval);
+        if (module.kChannelId == id) module.setInterval(interval);
     });
 }
 
 void ChannelHub::resetIaqChain() {
     baselineTracker.resetLearning();
-    updateChannelInterfaceDependency(channel::kBaselineTracker);
+    applyChannelInterval(channel::kBaselineTracker);
     iaqEstimator.resetLearning();
-    updateChannelInterfaceDependency(channel::kIaqEstimator);
+    applyChannelInterval(channel::kIaqEstimator);
 }
 
 }  // namespace vorn

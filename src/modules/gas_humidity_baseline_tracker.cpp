@@ -132,7 +132,7 @@ void GasHumidityBaselineTracker::refreshFilterCoefficients() {
     }
 }
 
-void GasHumidityBaselineTracker::updateInterfaceDependency(uint16_t interval) {
+void GasHumidityBaselineTracker::setInterval(uint16_t interval) {
     if (interval == kIntervalOff || interval == samplIntvl) return;
     samplIntvl = interval;
     stepSeconds = static_cast<uint16_t>(interval / 100u + (interval % 100u >= 50u ? 1u : 0u));
@@ -257,10 +257,10 @@ void writeBounds(const GasHumidityBaselineTracker& t, float x, BaselineBounds& b
 
 }  // namespace
 
-void GasHumidityBaselineTracker::doStep(uint8_t accumulatedFlag, uint8_t continuousFlag,
-                                        bool modifiedHeating, BaselineBounds& bounds,
-                                        float& compensated, float logGas, float temperature,
-                                        float humidity, float baselineIndex) {
+void GasHumidityBaselineTracker::step(uint8_t accumulatedFlag, uint8_t continuousFlag,
+                                      bool modifiedHeating, BaselineBounds& bounds,
+                                      float& compensated, float logGas, float temperature,
+                                      float humidity, float baselineIndex) {
     const float logAh = f32::log10(absoluteHumidity(temperature, humidity));
     const float x = humiditySlopeFor(*this) * logAh + logGas;
     compensated = x;

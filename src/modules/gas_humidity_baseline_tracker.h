@@ -110,13 +110,13 @@ struct GasHumidityBaselineTracker {
 
     // Derive stepSeconds, rangeScale and inBandThreshold from a new interval (10 ms
     // units); 65535 or the interval already applied changes nothing.
-    void updateInterfaceDependency(uint16_t interval);
+    void setInterval(uint16_t interval);
     // One step: compensate, learn (when gated in), classify, and write the bounds
     // and the compensated value. With modifiedHeating set the state is frozen but
     // the outputs are still written.
-    void doStep(uint8_t accumulatedFlag, uint8_t continuousFlag, bool modifiedHeating,
-                BaselineBounds& bounds, float& compensated, float logGas, float temperature,
-                float humidity, float baselineIndex);
+    void step(uint8_t accumulatedFlag, uint8_t continuousFlag, bool modifiedHeating,
+              BaselineBounds& bounds, float& compensated, float logGas, float temperature,
+              float humidity, float baselineIndex);
     // One update of one bound of track 1 or 2 towards x.
     void filterRobustMaxMin(float& bound, bool lowerBound, uint8_t track, float x) const;
 

@@ -15,8 +15,8 @@ constexpr float kUnitsPerSecond = 100.0f;  // one interval unit is 10 ms
 
 }  // namespace
 
-void GasHumidityPreProcessor::doStep(float& logGas, float& temperature, float& humidity,
-                                     float gasResistance, float rawTemperature, float rawHumidity) {
+void GasHumidityPreProcessor::step(float& logGas, float& temperature, float& humidity,
+                                   float gasResistance, float rawTemperature, float rawHumidity) {
     // Written so that NaN also takes the floor.
     const float gas = gasResistance > kGasResistanceFloor ? gasResistance : kGasResistanceFloor;
     const Vec3 x = {f32::log10(gas), rawTemperature, rawHumidity};
@@ -31,7 +31,7 @@ void GasHumidityPreProcessor::doStep(float& logGas, float& temperature, float& h
     humidity = state[2];
 }
 
-void GasHumidityPreProcessor::updateInterfaceDependency(uint16_t interval) {
+void GasHumidityPreProcessor::setInterval(uint16_t interval) {
     const float halfSampleRate = (kUnitsPerSecond / static_cast<float>(interval)) * 0.5f;  // Hz
     Vec3 w;
     for (std::size_t i = 0; i < w.size(); ++i) {

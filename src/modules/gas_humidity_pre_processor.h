@@ -6,7 +6,7 @@
 // - A configuration or state section shorter than its 12-byte field is refused with
 //   RC_E_SECTION_SHORT and changes nothing.
 // - Configuring stores the bandwidths only; the coefficients follow at the next
-//   updateInterfaceDependency.
+//   setInterval.
 #pragma once
 
 #include <cstdint>
@@ -39,10 +39,10 @@ struct GasHumidityPreProcessor {
     // temperature (C), humidity (%) in; the smoothed log10 gas, temperature and
     // humidity out. The first step, or the first after a state with log gas 0.0,
     // seeds the filter with the inputs.
-    void doStep(float& logGas, float& temperature, float& humidity, float gasResistance,
-                float rawTemperature, float rawHumidity);
+    void step(float& logGas, float& temperature, float& humidity, float gasResistance,
+              float rawTemperature, float rawHumidity);
     // Recompute the three coefficients for the interval (10 ms units).
-    void updateInterfaceDependency(uint16_t interval);
+    void setInterval(uint16_t interval);
 
     // Configuring stores the bandwidths only; the coefficients follow at the next
     // interval update.

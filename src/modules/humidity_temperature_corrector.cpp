@@ -24,8 +24,8 @@ float clampHumidity(float humidity) {
 
 }  // namespace
 
-float HumidityTemperatureCorrector::doStep(float temperature, float compensatedTemperature,
-                                           float humidity) {
+float HumidityTemperatureCorrector::step(float temperature, float compensatedTemperature,
+                                         float humidity) {
     float& smoothed = temperatureFilter.state[0];
     const float base = smoothed != 0.0f ? smoothed : temperature;
     smoothed = (temperature - base) * temperatureFilter.coeff[0] + base;
@@ -36,7 +36,7 @@ float HumidityTemperatureCorrector::doStep(float temperature, float compensatedT
     return converted > kMaxHumidity ? kMaxHumidity : converted;
 }
 
-void HumidityTemperatureCorrector::updateInterfaceDependency(uint16_t interval) {
+void HumidityTemperatureCorrector::setInterval(uint16_t interval) {
     const float halfSampleRate = (kUnitsPerSecond / static_cast<float>(interval)) * 0.5f;  // Hz
     float w = kTemperatureBandwidth / halfSampleRate;
     if (w > 1.0f) w = 1.0f;

@@ -36,9 +36,9 @@ struct HumidityTemperatureCorrector {
     // Compensated humidity (%, at most 100) from the raw temperature (C), the
     // compensated temperature of the same step (C) and the raw humidity (%, taken as
     // 0.0001 at or below 0 and as 100 above 100).
-    float doStep(float temperature, float compensatedTemperature, float humidity);
+    float step(float temperature, float compensatedTemperature, float humidity);
     // Recompute the filter coefficient for the interval (10 ms units).
-    void updateInterfaceDependency(uint16_t interval);
+    void setInterval(uint16_t interval);
 
     // Configuring leaves the filter alone.
     VORN_SECTION_FIELDS(kChannelId, VORN_HUMIDITY_CORRECTOR_CONFIGURATION,

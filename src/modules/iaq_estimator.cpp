@@ -59,7 +59,7 @@ void IaqEstimator::resetLearning() {
     heldFixedScaleIndex = kRestingIndex;
 }
 
-void IaqEstimator::updateInterfaceDependency(uint16_t interval) {
+void IaqEstimator::setInterval(uint16_t interval) {
     if (interval == kIntervalOff) return;
     const float logRatio = f32::log10(bandRatio(interval));
     fixedSlope = static_cast<float>(indexScale) / std::fabs(logRatio);
@@ -97,8 +97,8 @@ float blend(float held, float index, float weight) {
 
 }  // namespace
 
-void IaqEstimator::doStep(const BaselineBounds& bounds, IaqResults& results, float compensated,
-                          float progress) {
+void IaqEstimator::step(const BaselineBounds& bounds, IaqResults& results, float compensated,
+                        float progress) {
     const float x = compensated;
     const float u1 = bounds.upper[0];
     const float offset = static_cast<float>(indexOffset);

@@ -75,11 +75,10 @@ struct IaqEstimator {
 
     // Recompute fixedSlope, expLogSlope and expLogIntercept for the interval (10 ms
     // units); 65535 changes nothing, any other value always recomputes.
-    void updateInterfaceDependency(uint16_t interval);
+    void setInterval(uint16_t interval);
     // One step from the bounds, the compensated value and the continuous-time
     // progress (0..1) of the same step.
-    void doStep(const BaselineBounds& bounds, IaqResults& results, float compensated,
-                float progress);
+    void step(const BaselineBounds& bounds, IaqResults& results, float compensated, float progress);
 
     // A configuration takes effect in the derived fields at the next interval update.
     VORN_SECTION_FIELDS(kChannelId, VORN_IAQ_ESTIMATOR_CONFIGURATION, VORN_IAQ_ESTIMATOR_STATE)

@@ -41,9 +41,9 @@ double secondsBetween(int64_t later, int64_t earlier) {
 
 }  // namespace
 
-float SensorHeatCompensator::doStep(int64_t gasTimestamp, int64_t temperatureTimestamp,
-                                    uint16_t gasInterval, float temperature,
-                                    float temperatureOffset) {
+float SensorHeatCompensator::step(int64_t gasTimestamp, int64_t temperatureTimestamp,
+                                  uint16_t gasInterval, float temperature,
+                                  float temperatureOffset) {
     float heating = 0.0f;
     if (gasInterval == kFixedTermInterval) {
         heating = fixedCompensation;

@@ -58,12 +58,12 @@ struct SensorHeatCompensator {
     // INT64_MAX when no gas sample was processed in this step, else it becomes the
     // reference of later steps; gasInterval is the baseline tracker's samplIntvl.
     // Intervals outside 30000, 6000, 1800, 300, 100 apply no heating term.
-    float doStep(int64_t gasTimestamp, int64_t temperatureTimestamp, uint16_t gasInterval,
-                 float temperature, float temperatureOffset);
+    float step(int64_t gasTimestamp, int64_t temperatureTimestamp, uint16_t gasInterval,
+               float temperature, float temperatureOffset);
 
     // The heating term follows the gas interval handed to each step: nothing is
     // derived from the channel's own interval.
-    void updateInterfaceDependency(uint16_t /*interval*/) {}
+    void setInterval(uint16_t /*interval*/) {}
 
     VORN_SECTION_FIELDS(kChannelId, VORN_HEAT_COMPENSATOR_CONFIGURATION,
                         VORN_HEAT_COMPENSATOR_STATE)

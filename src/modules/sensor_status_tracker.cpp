@@ -40,8 +40,8 @@ float continuousRequiredFor(uint16_t interval) {
 
 }  // namespace
 
-void SensorStatusTracker::doStep(int64_t t, uint8_t& accumulatedFlag, uint8_t& continuousFlag,
-                                 float& progress) {
+void SensorStatusTracker::step(int64_t t, uint8_t& accumulatedFlag, uint8_t& continuousFlag,
+                               float& progress) {
     if (isContinuous(lastTimestamp, t, maxGap)) {
         if (lastTimestamp == 0) lastTimestamp = t;
     } else {
@@ -74,7 +74,7 @@ void SensorStatusTracker::doStep(int64_t t, uint8_t& accumulatedFlag, uint8_t& c
     }
 }
 
-void SensorStatusTracker::updateInterfaceDependency(uint16_t interval) {
+void SensorStatusTracker::setInterval(uint16_t interval) {
     if (interval == kIntervalOff) {
         lastTimestamp = 0;
         continuousTime = 0.0f;

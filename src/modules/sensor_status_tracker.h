@@ -66,10 +66,10 @@ struct SensorStatusTracker {
     // One step with the gas time stamp t (ns): the two flags and the continuous-time
     // progress (0..1) out. Earlier or repeated time stamps are not errors: earlier is
     // an interruption, equal a continuous step of length 0.
-    void doStep(int64_t t, uint8_t& accumulatedFlag, uint8_t& continuousFlag, float& progress);
+    void step(int64_t t, uint8_t& accumulatedFlag, uint8_t& continuousFlag, float& progress);
     // Derive maxGap and continuousTimeRequired from the interval (10 ms units), or
     // stop the continuous clock for 65535 (the accumulated clock is kept).
-    void updateInterfaceDependency(uint16_t interval);
+    void setInterval(uint16_t interval);
 
     // Reading a configuration does not re-derive maxGap.
     VORN_SECTION_FIELDS(kChannelId, VORN_STATUS_TRACKER_CONFIGURATION, VORN_STATUS_TRACKER_STATE)

@@ -23,13 +23,13 @@ inline void subscribe(ChannelHub& hub, std::initializer_list<Request> requests) 
     hub.resetSamplIntvls();
     for (const Request& r : requests) hub.updateOutputSamplIntvl(r.output, r.interval);
     hub.recalculateDownsampling();
-    for (uint32_t c = 1; c <= kMaxChannelId; ++c) hub.updateChannelInterfaceDependency(c);
+    for (uint32_t c = 1; c <= kMaxChannelId; ++c) hub.applyChannelInterval(c);
 }
 
 inline void step(ChannelHub& hub, std::initializer_list<Sample> samples) {
     for (const Sample& s : samples) hub.setInput(s.input, s.timestamp, s.value);
     hub.outputValidMask = 0;
-    hub.doStep();
+    hub.step();
 }
 
 // Bit id-1 for each id, the form of the hub's masks.

@@ -14,9 +14,20 @@ constexpr uint16_t kGas = 300;   // gas-derived outputs
 constexpr uint16_t kFast = 100;  // temperature-derived and most pass-through outputs
 
 void subscribeEverything(ChannelHub& hub) {
-    subscribe(hub, {{1, kGas}, {2, kGas}, {3, kGas}, {4, kGas}, {6, kFast}, {7, kFast},
-                    {8, kFast}, {9, kGas}, {12, kGas}, {13, kGas}, {14, kFast}, {15, kFast},
-                    {18, kGas}, {21, kGas}});
+    subscribe(hub, {{1, kGas},
+                    {2, kGas},
+                    {3, kGas},
+                    {4, kGas},
+                    {6, kFast},
+                    {7, kFast},
+                    {8, kFast},
+                    {9, kGas},
+                    {12, kGas},
+                    {13, kGas},
+                    {14, kFast},
+                    {15, kFast},
+                    {18, kGas},
+                    {21, kGas}});
 }
 
 struct RoutingCase {
@@ -35,11 +46,12 @@ TEST_P(HubRouting, RunsExactlyTheChannelsWhoseInputsAndUpstreamAreNew) {
     } else {
         subscribeEverything(hub);
     }
-    for (const Sample s : {Sample{IN_PRESSURE, 11, 1e5f}, Sample{IN_HUMIDITY, 12, 40.0f},
-                           Sample{IN_TEMPERATURE, 13, 25.0f}, Sample{IN_GAS_RESISTANCE, 14, 5e4f}}) {
+    for (const Sample s :
+         {Sample{IN_PRESSURE, 11, 1e5f}, Sample{IN_HUMIDITY, 12, 40.0f},
+          Sample{IN_TEMPERATURE, 13, 25.0f}, Sample{IN_GAS_RESISTANCE, 14, 5e4f}}) {
         if (c.inputs & bits({s.input})) hub.setInput(s.input, s.timestamp, s.value);
     }
-    hub.doStep();
+    hub.step();
     EXPECT_EQ(hub.channelRunMask, c.channels);
     EXPECT_EQ(hub.outputValidMask, c.outputs);
     EXPECT_EQ(hub.newInputMask, 0u);
@@ -50,7 +62,8 @@ TEST_P(HubRouting, RunsExactlyTheChannelsWhoseInputsAndUpstreamAreNew) {
 INSTANTIATE_TEST_SUITE_P(
     Steps, HubRouting,
     testing::Values(
-        RoutingCase{"TemperatureHumidity", false, bits({2, 3}), bits({9, 10}), bits({14, 15, 6, 8})},
+        RoutingCase{"TemperatureHumidity", false, bits({2, 3}), bits({9, 10}),
+                    bits({14, 15, 6, 8})},
         RoutingCase{"TemperatureGas", false, bits({3, 4}), bits({5, 9}), bits({12, 13, 14, 6, 9})},
         RoutingCase{"HumidityGas", false, bits({2, 4}), bits({5}), bits({12, 13, 8, 9})},
         RoutingCase{"AllFour", false, bits({1, 2, 3, 4}), bits({5, 3, 1, 2, 9, 10}),
@@ -69,11 +82,11 @@ TEST(HubExchange, ModulesReceiveUpstreamResults) {
     IaqEstimator iaq;
     SensorHeatCompensator heat;
     HumidityTemperatureCorrector humidity;
-    status.updateInterfaceDependency(kGas);
-    pre.updateInterfaceDependency(kGas);
-    baseline.updateInterfaceDependency(kGas);
-    iaq.updateInterfaceDependency(kGas);
-    humidity.updateInterfaceDependency(kFast);
+    status.setInterval(kGas);
+    pre.setInterval(kGas);
+    baseline.setInterval(kGas);
+    iaq.setInterval(kGas);
+    humidity.setInterval(kFast);
     // Learning starts on the third step, and a held index below every index makes
     // the progress weight visible in output 2.
     hub.statusTracker.continuousTimeRequired = status.continuousTimeRequired = 6e9f;
@@ -108,11 +121,11 @@ TEST(HubExchange, ModulesReceiveUpstreamResults) {
             float progress = 0, logGas = 0, temperature = 0, hum = 0, compensated = 0;
             BaselineBounds bounds{};
             IaqResults r{};
-            status.doStep(tG, accumulated, continuous, progress);
-            pre.doStep(logGas, temperature, hum, g, t, h);
-            baseline.doStep(accumulated, continuous, heating != 0.0f, bounds, compensated, logGas,
-                            temperature, hum, event);
-            iaq.doStep(bounds, r, compensated, progress);
+            status.step(tG, accumulated, continuous, progress);
+            pre.step(logGas, temperature, hum, g, t, h);
+            baseline.step(accumulated, continuous, heating != 0.0f, bounds, compensated, logGas,
+                          temperature, hum, event);
+            iaq.step(bounds, r, compensated, progress);
             expectOutput(OUT_ACCUMULATED_TIME_FLAG, accumulated, tG);
             expectOutput(OUT_CONTINUOUS_TIME_FLAG, continuous, tG);
             expectOutput(OUT_COMPENSATED_LOG_GAS, compensated, tG);
@@ -122,10 +135,9 @@ TEST(HubExchange, ModulesReceiveUpstreamResults) {
             }
             expectOutput(OUT_PASSTHROUGH_GAS, g, tG);
         }
-        const float tc =
-            heat.doStep(withGas ? tG : kNoTimestamp, tT, baseline.samplIntvl, t, offset);
+        const float tc = heat.step(withGas ? tG : kNoTimestamp, tT, baseline.samplIntvl, t, offset);
         expectOutput(OUT_COMPENSATED_TEMPERATURE, tc, tT);
-        expectOutput(OUT_COMPENSATED_HUMIDITY, humidity.doStep(t, tc, h), tT);
+        expectOutput(OUT_COMPENSATED_HUMIDITY, humidity.step(t, tc, h), tT);
         expectOutput(OUT_PASSTHROUGH_TEMPERATURE, t, tT);
         expectOutput(OUT_PASSTHROUGH_HUMIDITY, h, tH);
         EXPECT_EQ(hub.outputValidMask, 0u) << "step " << n << ": an output not expected";
@@ -155,8 +167,8 @@ TEST(HubInputs, InhibitStopsModulesButNotPassThroughOrCounters) {
 
 TEST(HubOutputs, AccuracyRoundsHalfAwayFromZeroAndClamps) {
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-    const std::pair<float, int> cases[] = {{0.49999997f, 0}, {0.5f, 1},     {2.4999998f, 2},
-                                           {2.5f, 3},        {-2.5f, 0},    {254.5f, 255},
+    const std::pair<float, int> cases[] = {{0.49999997f, 0}, {0.5f, 1},  {2.4999998f, 2},
+                                           {2.5f, 3},        {-2.5f, 0}, {254.5f, 255},
                                            {1e30f, 255},     {kNaN, 0}};
     for (const auto& [accuracy, published] : cases) {
         EXPECT_EQ(accuracyToByte(accuracy), published) << accuracy;

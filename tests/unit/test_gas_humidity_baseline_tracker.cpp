@@ -19,11 +19,11 @@ struct Tracker : ::testing::Test {
     GasHumidityBaselineTracker t;
     BaselineBounds b{};
     float x = 0.0f;
-    void SetUp() override { t.updateInterfaceDependency(300); }
+    void SetUp() override { t.setInterval(300); }
     float y() const { return t.rangeScale * 0.09691001f; }  // the narrowest band
     void step(float logGas, float temperature = 25.0f, float humidity = 0.0f, uint8_t acc = 1,
               uint8_t cont = 1, bool heating = false, float event = 0.0f) {
-        t.doStep(acc, cont, heating, b, x, logGas, temperature, humidity, event);
+        t.step(acc, cont, heating, b, x, logGas, temperature, humidity, event);
     }
 };
 
@@ -41,7 +41,7 @@ TEST_P(TrackerInterval, DerivesStepScaleThresholdAndSlope) {
     const IntervalCase c = GetParam();
     GasHumidityBaselineTracker t;
     t.humiditySlope = {1.0f, 2.0f, 3.0f, 4.0f};
-    t.updateInterfaceDependency(c.interval);
+    t.setInterval(c.interval);
     EXPECT_EQ(t.samplIntvl, c.interval);
     EXPECT_EQ(t.stepSeconds, c.stepSeconds);
     // log10f(0.64f) may sit one ulp off, so interval 300 gets 2 ulps of room.
@@ -50,7 +50,7 @@ TEST_P(TrackerInterval, DerivesStepScaleThresholdAndSlope) {
     EXPECT_EQ(t.inBandThreshold, c.threshold);
     BaselineBounds b{};
     float x = 0.0f;
-    t.doStep(1, 1, false, b, x, 10.0f, 25.0f, 0.0f, 0.0f);
+    t.step(1, 1, false, b, x, 10.0f, 25.0f, 0.0f, 0.0f);
     EXPECT_EQ(x, 10.0f - 2.0f * c.slope);
 }
 
@@ -65,8 +65,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Tracker, IntervalOffOrRepeatedChangesNothingAndHumidityIsCompensated) {
     t.rangeScale = 7.0f;
-    t.updateInterfaceDependency(65535);
-    t.updateInterfaceDependency(300);
+    t.setInterval(65535);
+    t.setInterval(300);
     EXPECT_EQ(t.rangeScale, 7.0f);
     // Exact single-precision bits; double intermediates give 0x40b9c2fa at 35 C.
     step(5.0f, 25.0f, 50.0f);  // AH 11.48389 g/m3: 5.795067

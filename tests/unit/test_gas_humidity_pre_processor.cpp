@@ -13,7 +13,7 @@ namespace {
 
 Vec3 step(GasHumidityPreProcessor& pre, float gas, float temperature, float humidity) {
     Vec3 out{};
-    pre.doStep(out[0], out[1], out[2], gas, temperature, humidity);
+    pre.step(out[0], out[1], out[2], gas, temperature, humidity);
     return out;
 }
 
@@ -27,7 +27,7 @@ TEST(PreProcessor, CoefficientsFollowTheInterval) {
                                            {1.0f, 1.0f, 1.0f}}};
     for (std::size_t i = 0; i < intervals.size(); ++i) {
         GasHumidityPreProcessor pre;
-        pre.updateInterfaceDependency(intervals[i]);
+        pre.setInterval(intervals[i]);
         for (std::size_t e = 0; e < 3; ++e) {
             EXPECT_NEAR(pre.gasFilter.coeff[e], expected[i][e], 1e-6) << intervals[i];
         }
@@ -42,7 +42,7 @@ TEST(PreProcessor, SeedsWithFlooredLogResistanceThenSmoothsEachElement) {
             << ohms;
     }
     GasHumidityPreProcessor pre;
-    pre.updateInterfaceDependency(300);
+    pre.setInterval(300);
     step(pre, 100.0f, 20.0f, 50.0f);
     const Vec3 out = step(pre, 1000.0f, 30.0f, 40.0f);
     EXPECT_NEAR(out[0], 2.311062f, 1e-6);

@@ -15,7 +15,7 @@ TEST(HumidityCorrector, CoefficientFollowsTheInterval) {
     const std::array<float, 6> coeffs = {0.076923f, 0.212671f, 0.71036f, 1.0f, 1.0f, 1.0f};
     for (std::size_t i = 0; i < intervals.size(); ++i) {
         HumidityTemperatureCorrector corrector;
-        corrector.updateInterfaceDependency(intervals[i]);
+        corrector.setInterval(intervals[i]);
         EXPECT_NEAR(corrector.temperatureFilter.coeff[0], coeffs[i], 1e-6) << intervals[i];
     }
 }
@@ -28,16 +28,16 @@ TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
     for (std::size_t i = 0; i < raw.size(); ++i) {
         HumidityTemperatureCorrector corrector;
         corrector.humidityPoly = {p0[i], p0[i] == 0.01f ? -1.0f : 0.0f};
-        EXPECT_NEAR(corrector.doStep(21.0f, 21.0f, raw[i]), expected[i], expected[i] * 1e-5f);
+        EXPECT_NEAR(corrector.step(21.0f, 21.0f, raw[i]), expected[i], expected[i] * 1e-5f);
     }
 
     HumidityTemperatureCorrector corrector;
-    corrector.updateInterfaceDependency(300);
-    corrector.doStep(20.0f, 20.0f, 50.0f);
+    corrector.setInterval(300);
+    corrector.step(20.0f, 20.0f, 50.0f);
     // Smoothed 20 + (30 - 20) * 0.212671; the raw 30 C would give about 80 percent.
-    EXPECT_NEAR(corrector.doStep(30.0f, 22.12671f, 50.0f), 50.0f, 1e-3);
-    EXPECT_GT(corrector.doStep(22.12671f, 15.0f, 50.0f), 70.0f);  // cooler: wetter
-    EXPECT_EQ(corrector.doStep(22.12671f, 0.0f, 80.0f), 100.0f);  // below the dew point
+    EXPECT_NEAR(corrector.step(30.0f, 22.12671f, 50.0f), 50.0f, 1e-3);
+    EXPECT_GT(corrector.step(22.12671f, 15.0f, 50.0f), 70.0f);  // cooler: wetter
+    EXPECT_EQ(corrector.step(22.12671f, 0.0f, 80.0f), 100.0f);  // below the dew point
 }
 
 TEST(HumidityCorrectorSections, ConfiguringKeepsTheFilterAZeroStateReseeds) {
@@ -48,7 +48,7 @@ TEST(HumidityCorrectorSections, ConfiguringKeepsTheFilterAZeroStateReseeds) {
     EXPECT_EQ(corrector.temperatureFilter.state[0], 5.0f);
     std::array<uint8_t, 8> state{8, 0, 10};  // 0.0: the next step starts from the raw temperature
     ASSERT_EQ(importSection(corrector, SectionKind::kState, state.data(), 8), RC_OK);
-    corrector.doStep(31.0f, 31.0f, 50.0f);
+    corrector.step(31.0f, 31.0f, 50.0f);
     EXPECT_EQ(corrector.temperatureFilter.state[0], 31.0f);
 }
 

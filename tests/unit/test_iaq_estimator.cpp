@@ -24,7 +24,7 @@ constexpr BaselineBounds kBand{{5.0f, 5.0f}, {4.8f, 4.0f}, {3.0f, 1.0f}};
 
 IaqResults run(IaqEstimator& e, float x, const BaselineBounds& b = kBand, float p = 1.0f) {
     IaqResults r{};
-    e.doStep(b, r, x, p);
+    e.step(b, r, x, p);
     return r;
 }
 
@@ -36,11 +36,11 @@ TEST(IaqDerived, FollowTheIntervalAndConfiguration) {
     for (const Case c : {Case{300, 1160.8707f}, Case{100, 1014.2046f}, Case{1800, 1014.2046f},
                          Case{30000, 2028.4434f}, Case{500, 2028.4434f}}) {
         IaqEstimator e;
-        e.updateInterfaceDependency(c.interval);
+        e.setInterval(c.interval);
         expectWithinUlps(e.fixedSlope, c.fixedSlope, 2);
         EXPECT_FLOAT_EQ(e.expLogSlope, 0.0065649836f);
         EXPECT_FLOAT_EQ(e.expLogIntercept, -0.46515465f);
-        e.updateInterfaceDependency(65535);
+        e.setInterval(65535);
         expectWithinUlps(e.fixedSlope, c.fixedSlope, 2);
     }
 }
@@ -54,7 +54,7 @@ TEST(IaqDerived, BeforeAnyIntervalTheFixedScaleRestsAtTheOffset) {
 
 TEST(IaqIndices, BandScaledIndexIsBoundedAndFixedScaleIsNot) {
     IaqEstimator e;
-    e.updateInterfaceDependency(300);
+    e.setInterval(300);
     struct Case {
         float x, index;
     };
@@ -69,7 +69,7 @@ TEST(IaqIndices, BandScaledIndexIsBoundedAndFixedScaleIsNot) {
     EXPECT_GT(run(e, 3.0f)[1].value, 2000.0f);
     EXPECT_EQ(run(e, 5.5f)[1].value, 0.0f);
     expectWithinUlps(run(e, 5.0f - 0.19382003f)[1].value, 249.99997f, 2);
-    e.updateInterfaceDependency(30000);
+    e.setInterval(30000);
     EXPECT_EQ(run(e, 5.0f - 0.11092249f)[1].value, 249.99968f);
 }
 
@@ -78,7 +78,7 @@ class IaqEstimates : public ::testing::Test {
 protected:
     IaqEstimator e;
     void SetUp() override {
-        e.updateInterfaceDependency(300);
+        e.setInterval(300);
         e.fixedSlope = 1.0f;
         e.indexOffset = 0;
     }
@@ -106,7 +106,7 @@ TEST_F(IaqEstimates, LinearHasTwoPiecesAndExponentialIsCapped) {
 
 TEST(IaqPercent, PositionInTheSlowBandCappedAtOneHundred) {
     IaqEstimator e;
-    e.updateInterfaceDependency(300);
+    e.setInterval(300);
     struct Case {
         float x, percent;
     };
@@ -118,7 +118,7 @@ TEST(IaqPercent, PositionInTheSlowBandCappedAtOneHundred) {
 
 TEST(IaqBlending, RisingIndicesArePulledTowardTheHeldValues) {
     IaqEstimator e;
-    e.updateInterfaceDependency(300);
+    e.setInterval(300);
     // Band 0..-225: the band-scaled index is 25 - x.
     const BaselineBounds wide{{0.0f, 0.0f}, {-225.0f, -225.0f}, {3.0f, 3.0f}};
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -145,7 +145,7 @@ TEST(IaqBlending, RisingIndicesArePulledTowardTheHeldValues) {
 
 TEST(IaqZeroWidthBand, GivesStepsNotNaN) {
     IaqEstimator e;
-    e.updateInterfaceDependency(300);
+    e.setInterval(300);
     const BaselineBounds flat{{5.0f, 5.0f}, {5.0f, 5.0f}, {3.0f, 3.0f}};
     EXPECT_EQ(run(e, 5.0f, flat)[0].value, 25.0f);
     EXPECT_EQ(run(e, 4.9f, flat)[0].value, 500.0f);

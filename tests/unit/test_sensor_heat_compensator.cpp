@@ -31,10 +31,10 @@ TEST(HeatCompensator, TermByGasIntervalInSinglePrecision) {
     for (std::size_t i = 0; i < intervals.size(); ++i) {
         SensorHeatCompensator comp;
         const float offset = temperature[i] == 0.0f ? 0.0f : 0.5f;
-        const float first = comp.doStep(kGas, kGas, intervals[i], temperature[i], offset);
+        const float first = comp.step(kGas, kGas, intervals[i], temperature[i], offset);
         EXPECT_EQ(first, temperature[i] - (intervals[i] == 1800 ? 3.0f : 0.0f) - offset);
-        const float out = comp.doStep(kNoTimestamp, kGas + since[i] * kSecond, intervals[i],
-                                      temperature[i], offset);
+        const float out = comp.step(kNoTimestamp, kGas + since[i] * kSecond, intervals[i],
+                                    temperature[i], offset);
         EXPECT_EQ(std::bit_cast<uint32_t>(out), bits[i]) << intervals[i] << ": " << out;
     }
 }
@@ -42,20 +42,20 @@ TEST(HeatCompensator, TermByGasIntervalInSinglePrecision) {
 TEST(HeatCompensator, GasReferenceMovesAfterTheTermAndSurvivesExtremeStamps) {
     SensorHeatCompensator comp;
     SensorHeatCompensator reference;
-    comp.doStep(kGas, kGas, 300, 25.0f, 0.0f);
-    reference.doStep(kGas, kGas, 300, 25.0f, 0.0f);
-    const float at3 = comp.doStep(kNoTimestamp, kGas + 3 * kSecond, 300, 25.0f, 0.0f);
+    comp.step(kGas, kGas, 300, 25.0f, 0.0f);
+    reference.step(kGas, kGas, 300, 25.0f, 0.0f);
+    const float at3 = comp.step(kNoTimestamp, kGas + 3 * kSecond, 300, 25.0f, 0.0f);
     // A step with both samples measures from the previous gas step, then moves on.
-    EXPECT_EQ(comp.doStep(kGas + 6 * kSecond, kGas + 6 * kSecond, 300, 25.0f, 0.0f),
-              reference.doStep(kNoTimestamp, kGas + 6 * kSecond, 300, 25.0f, 0.0f));
-    EXPECT_EQ(comp.doStep(kNoTimestamp, kGas + 9 * kSecond, 300, 25.0f, 0.0f), at3);
+    EXPECT_EQ(comp.step(kGas + 6 * kSecond, kGas + 6 * kSecond, 300, 25.0f, 0.0f),
+              reference.step(kNoTimestamp, kGas + 6 * kSecond, 300, 25.0f, 0.0f));
+    EXPECT_EQ(comp.step(kNoTimestamp, kGas + 9 * kSecond, 300, 25.0f, 0.0f), at3);
 
     // Distances beyond the int64 range make the term vanish instead of overflowing.
     const std::array<std::array<int64_t, 2>, 3> extremes = {
         {{INT64_MIN, INT64_MAX}, {INT64_MAX - 1, INT64_MIN}, {-1, INT64_MAX}}};
     for (const auto& [gas, temperature] : extremes) {
-        comp.doStep(gas, gas, 300, 25.0f, 0.0f);
-        EXPECT_NEAR(comp.doStep(kNoTimestamp, temperature, 300, 25.0f, 0.0f), 25.0f, 1e-5) << gas;
+        comp.step(gas, gas, 300, 25.0f, 0.0f);
+        EXPECT_NEAR(comp.step(kNoTimestamp, temperature, 300, 25.0f, 0.0f), 25.0f, 1e-5) << gas;
     }
 }
 

@@ -17,14 +17,14 @@ constexpr int64_t kSecond = 1'000'000'000;
 float step(SensorStatusTracker& tracker, int64_t t) {
     uint8_t accumulated = 0, continuous = 0;
     float progress = -1.0f;
-    tracker.doStep(t, accumulated, continuous, progress);
+    tracker.step(t, accumulated, continuous, progress);
     return progress;
 }
 
 SensorStatusTracker trackerAt(uint16_t interval, int8_t gapFactor = 1) {
     SensorStatusTracker tracker;
     tracker.gapFactor = gapFactor;
-    tracker.updateInterfaceDependency(interval);
+    tracker.setInterval(interval);
     return tracker;
 }
 
@@ -72,7 +72,7 @@ TEST(StatusTracker, InterruptionsResetOnlyTheContinuousClockAndNeverWrap) {
     SensorStatusTracker tracker = trackerAt(300, -1);  // a gap limit of 248 days
     tracker.accumulatedTimeRequired = 1.0e12f;
     for (int64_t t = 1; t <= 3; ++t) step(tracker, t * 3 * kSecond);
-    tracker.updateInterfaceDependency(kIntervalOff);
+    tracker.setInterval(kIntervalOff);
     EXPECT_EQ(tracker.lastTimestamp, 0);
     EXPECT_EQ(tracker.continuousTime, 0.0f);
     EXPECT_EQ(tracker.accumulatedTime, 6.0e9f);  // kept across the stop
