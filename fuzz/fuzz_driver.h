@@ -6,33 +6,37 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <array>
 #include <cstdint>
 
 #include "client.h"
 #include "fuzz_support.h"
+#include "identifiers/identifiers.h"
 #include "vorn/vorn.h"
 
 namespace vorn_fuzz {
 
 inline constexpr const auto& kOutputIds = vorn_test::kAllOutputs;
-inline constexpr uint8_t kInputIds[] = {1, 2, 3, 4, 14, 22, 23, 24};
-inline constexpr uint32_t kInputMask = 0x00E0200Fu;
-inline constexpr uint32_t kOutputMask = 0x001279EFu;
+// The library's own identifier table: the valid ids and the built-in input ranges (no
+// import can change them).
+inline constexpr uint32_t kInputMask = vorn::kInputMask;
+inline constexpr uint32_t kOutputMask = vorn::kOutputMask;
+inline constexpr auto kInputIds = [] {
+    std::array<uint8_t, vorn::kInputTable.size()> ids{};
+    for (size_t i = 0; i < ids.size(); ++i) ids[i] = static_cast<uint8_t>(vorn::kInputTable[i].id);
+    return ids;
+}();
 
 inline bool inMask(uint32_t mask, uint32_t id) {
     return id >= 1 && id <= 32 && ((mask >> (id - 1)) & 1u) != 0;
 }
 
-// Accepted input range by identifier (the built-in limits; no import can change them).
 struct Range {
     float min, max;
 };
 inline Range inputRange(uint8_t id) {
-    constexpr Range kPhysical[] = {
-        {0.0f, 2e6f}, {0.0f, 100.0f}, {-65.0f, 125.0f}, {170.0f, 1.32e7f}};
-    if (id >= IN_PRESSURE && id <= IN_GAS_RESISTANCE) return kPhysical[id - IN_PRESSURE];
-    if (id == IN_TEMPERATURE_OFFSET) return {-3.4028235e38f, 3.4028235e38f};
-    return {0.0f, id == IN_PROCESSING_INHIBIT ? 9.0f : 2.0f};  // heating flag, baseline index: 0..2
+    const vorn::InputRow& row = vorn::kInputTable[static_cast<size_t>(vorn::inputIndex(id))];
+    return {row.min, row.max};
 }
 
 inline bool inRange(uint8_t id, float v) {
