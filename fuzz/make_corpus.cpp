@@ -117,8 +117,8 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     put(s, at(s, kState, b, b.holdOffRemaining), uint16_t{65535});
     put(s, at(s, kState, b, b.rangeScale), 0.0f);  // zero-width bands
     put(s, at(s, kState, b, b.inBandThreshold), uint8_t{0});
-    put(s, at(s, kState, iaq, iaq.heldIndex), nan);
-    put(s, at(s, kState, iaq, iaq.heldFixedScaleIndex), -inf);
+    put(s, at(s, kState, iaq, iaq.learnt.heldIndex), nan);
+    put(s, at(s, kState, iaq, iaq.learnt.heldFixedScaleIndex), -inf);
     put(s, at(s, kState, status, status.lastTimestamp), std::numeric_limits<int64_t>::min());
     put(s, at(s, kState, status, status.accumulatedTime), nan);
     put(s, at(s, kState, status, status.continuousTime), inf);
@@ -152,8 +152,8 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     put(c, at(c, kConfig, b, b.holdOffTarget), uint16_t{65535});
     put(c, at(c, kConfig, b, b.holdOffExponent), -100.0f);  // exp(100)
     put(c, at(c, kConfig, b, b.holdOffExponent) + 4, 1e30f);
-    put(c, at(c, kConfig, iaq, iaq.indexScale), uint16_t{0});
-    put(c, at(c, kConfig, iaq, iaq.expValueLow), 0.0f);  // log10 of a zero estimate
+    put(c, at(c, kConfig, iaq, iaq.settings.indexScale), uint16_t{0});
+    put(c, at(c, kConfig, iaq, iaq.settings.expValueLow), 0.0f);  // log10 of a zero estimate
     put(c, at(c, kConfig, status, status.accumulatedTimeRequired), nan);
     put(c, at(c, kConfig, status, status.gapFactor), int8_t{-1});
     put(c, at(c, kConfig, heat, heat.coeffA), inf);

@@ -90,7 +90,7 @@ TEST(HubExchange, ModulesReceiveUpstreamResults) {
     // Learning starts on the third step, and a held index below every index makes
     // the progress weight visible in output 2.
     hub.statusTracker.continuousTimeRequired = status.continuousTimeRequired = 6e9f;
-    hub.iaqEstimator.heldFixedScaleIndex = iaq.heldFixedScaleIndex = -1000.0f;
+    hub.iaqEstimator.learnt.heldFixedScaleIndex = iaq.learnt.heldFixedScaleIndex = -1000.0f;
 
     for (int n = 0; n < 8; ++n) {
         const auto f = static_cast<float>(n);

@@ -37,11 +37,11 @@ TEST(IaqDerived, FollowTheIntervalAndConfiguration) {
                          Case{30000, 2028.4434f}, Case{500, 2028.4434f}}) {
         IaqEstimator e;
         e.setInterval(c.interval);
-        expectWithinUlps(e.fixedSlope, c.fixedSlope, 2);
-        EXPECT_FLOAT_EQ(e.expLogSlope, 0.0065649836f);
-        EXPECT_FLOAT_EQ(e.expLogIntercept, -0.46515465f);
+        expectWithinUlps(e.derived.fixedSlope, c.fixedSlope, 2);
+        EXPECT_FLOAT_EQ(e.derived.expLogSlope, 0.0065649836f);
+        EXPECT_FLOAT_EQ(e.derived.expLogIntercept, -0.46515465f);
         e.setInterval(65535);
-        expectWithinUlps(e.fixedSlope, c.fixedSlope, 2);
+        expectWithinUlps(e.derived.fixedSlope, c.fixedSlope, 2);
     }
 }
 
@@ -79,8 +79,8 @@ protected:
     IaqEstimator e;
     void SetUp() override {
         e.setInterval(300);
-        e.fixedSlope = 1.0f;
-        e.indexOffset = 0;
+        e.derived.fixedSlope = 1.0f;
+        e.settings.indexOffset = 0;
     }
     IaqResults at(float fixedScale) {
         return run(e, -fixedScale, BaselineBounds{{0.0f, 0.0f}, {-1.0f, -1.0f}, {2.0f, 2.0f}});
@@ -100,7 +100,7 @@ TEST_F(IaqEstimates, LinearHasTwoPiecesAndExponentialIsCapped) {
         EXPECT_FLOAT_EQ(r[3].value, c.exponential) << c.index;
         EXPECT_EQ(r[3].accuracy, 2.0f);
     }
-    e.linearSlopeHigh = 1.0f;  // the knee does not follow the configuration
+    e.settings.linearSlopeHigh = 1.0f;  // the knee does not follow the configuration
     EXPECT_EQ(at(100.0f)[2].value, 400.0f);
 }
 
@@ -125,22 +125,22 @@ TEST(IaqBlending, RisingIndicesArePulledTowardTheHeldValues) {
 
     IaqResults r = run(e, -100.0f, wide, 0.5f);  // computed 125, held 25
     EXPECT_EQ(r[0].value, 50.0f);
-    EXPECT_FLOAT_EQ(r[1].value, 18.75f + 0.25f * (100.0f * e.fixedSlope + 25.0f));
-    EXPECT_EQ(e.heldIndex, 25.0f);
+    EXPECT_FLOAT_EQ(r[1].value, 18.75f + 0.25f * (100.0f * e.derived.fixedSlope + 25.0f));
+    EXPECT_EQ(e.learnt.heldIndex, 25.0f);
     EXPECT_FLOAT_EQ(run(e, 5.0f, wide, 0.5f)[0].value, 20.0f);  // falling: unchanged
 
     // Each index compares with its own held value.
-    e.heldFixedScaleIndex = 1.0e6f;
+    e.learnt.heldFixedScaleIndex = 1.0e6f;
     r = run(e, -100.0f, wide, 0.5f);
     EXPECT_EQ(r[0].value, 50.0f);
-    EXPECT_FLOAT_EQ(r[1].value, 100.0f * e.fixedSlope + 25.0f);
+    EXPECT_FLOAT_EQ(r[1].value, 100.0f * e.derived.fixedSlope + 25.0f);
 
     // Full progress (NaN counts as full) stores the held values, unblended.
     r = run(e, -100.0f, wide, kNaN);
     EXPECT_FLOAT_EQ(r[0].value, 125.0f);
-    EXPECT_EQ(e.heldIndex, r[0].value);
-    EXPECT_EQ(e.heldFixedScaleIndex, r[1].value);
-    EXPECT_EQ(run(e, -200.0f, wide, 0.0f)[0].value, e.heldIndex);
+    EXPECT_EQ(e.learnt.heldIndex, r[0].value);
+    EXPECT_EQ(e.learnt.heldFixedScaleIndex, r[1].value);
+    EXPECT_EQ(run(e, -200.0f, wide, 0.0f)[0].value, e.learnt.heldIndex);
 }
 
 TEST(IaqZeroWidthBand, GivesStepsNotNaN) {
