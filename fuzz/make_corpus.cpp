@@ -119,10 +119,10 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     put(s, at(s, kState, b, b.inBandThreshold), uint8_t{0});
     put(s, at(s, kState, iaq, iaq.learnt.heldIndex), nan);
     put(s, at(s, kState, iaq, iaq.learnt.heldFixedScaleIndex), -inf);
-    put(s, at(s, kState, status, status.lastTimestamp), std::numeric_limits<int64_t>::min());
-    put(s, at(s, kState, status, status.accumulatedTime), nan);
-    put(s, at(s, kState, status, status.continuousTime), inf);
-    put(s, at(s, kState, heat, heat.prevGasTimestamp), std::numeric_limits<int64_t>::min());
+    put(s, at(s, kState, status, status.learnt.lastTimestamp), std::numeric_limits<int64_t>::min());
+    put(s, at(s, kState, status, status.learnt.accumulatedTime), nan);
+    put(s, at(s, kState, status, status.learnt.continuousTime), inf);
+    put(s, at(s, kState, heat, heat.learnt.prevGasTimestamp), std::numeric_limits<int64_t>::min());
     put(s, at(s, kState, humidity, humidity.temperatureFilter.state), nan);
     writeSeed(root, "fuzz_state_blob", "hostile_values", blobSeed(sealed(s), 0));
     writeSeed(root, "fuzz_state_file", "hostile_values", stateFile(sealed(s)));
@@ -154,10 +154,10 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     put(c, at(c, kConfig, b, b.holdOffExponent) + 4, 1e30f);
     put(c, at(c, kConfig, iaq, iaq.settings.indexScale), uint16_t{0});
     put(c, at(c, kConfig, iaq, iaq.settings.expValueLow), 0.0f);  // log10 of a zero estimate
-    put(c, at(c, kConfig, status, status.accumulatedTimeRequired), nan);
-    put(c, at(c, kConfig, status, status.gapFactor), int8_t{-1});
-    put(c, at(c, kConfig, heat, heat.coeffA), inf);
-    put(c, at(c, kConfig, heat, heat.fixedCompensation), nan);
+    put(c, at(c, kConfig, status, status.settings.accumulatedTimeRequired), nan);
+    put(c, at(c, kConfig, status, status.settings.gapFactor), int8_t{-1});
+    put(c, at(c, kConfig, heat, heat.settings.coeffA), inf);
+    put(c, at(c, kConfig, heat, heat.settings.fixedCompensation), nan);
     put(c, at(c, kConfig, humidity, humidity.humidityPoly), inf);
     writeSeed(root, "fuzz_configuration_blob", "hostile_module_values", blobSeed(sealed(c), 0));
 

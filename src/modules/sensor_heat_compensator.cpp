@@ -10,7 +10,7 @@ namespace vorn {
 namespace {
 
 constexpr double kNanosPerSecond = 1e9;
-constexpr uint16_t kFixedTermInterval = 1800;  // uses fixedCompensation
+constexpr uint16_t kFixedTermInterval = 1800;  // uses settings.fixedCompensation
 constexpr int kNoClass = -1;
 
 // Gas intervals (10 ms units) that have fitted coefficients, with their index
@@ -46,18 +46,18 @@ float SensorHeatCompensator::step(int64_t gasTimestamp, int64_t temperatureTimes
                                   float temperatureOffset) {
     float heating = 0.0f;
     if (gasInterval == kFixedTermInterval) {
-        heating = fixedCompensation;
+        heating = settings.fixedCompensation;
     } else if (const int k = coefficientIndex(gasInterval);
-               k != kNoClass && prevGasTimestamp != kNoTimestamp) {
+               k != kNoClass && learnt.prevGasTimestamp != kNoTimestamp) {
         const auto index = static_cast<std::size_t>(k);
-        const double seconds = secondsBetween(temperatureTimestamp, prevGasTimestamp);
+        const double seconds = secondsBetween(temperatureTimestamp, learnt.prevGasTimestamp);
         const auto squared = static_cast<float>(seconds * seconds);
         const auto t = static_cast<float>(seconds);
-        heating =
-            (coeffA[index] * t + coeffC[index]) / ((coeffB[index] * t + squared) + coeffD[index]);
+        heating = (settings.coeffA[index] * t + settings.coeffC[index]) /
+                  ((settings.coeffB[index] * t + squared) + settings.coeffD[index]);
     }
     // The reference moves only after the term used the previous gas step.
-    if (gasTimestamp != kNoTimestamp) prevGasTimestamp = gasTimestamp;
+    if (gasTimestamp != kNoTimestamp) learnt.prevGasTimestamp = gasTimestamp;
     return (temperature - heating) - temperatureOffset;
 }
 

@@ -42,51 +42,53 @@ float continuousRequiredFor(uint16_t interval) {
 
 void SensorStatusTracker::step(int64_t t, uint8_t& accumulatedFlag, uint8_t& continuousFlag,
                                float& progress) {
-    if (isContinuous(lastTimestamp, t, maxGap)) {
-        if (lastTimestamp == 0) lastTimestamp = t;
+    if (isContinuous(learnt.lastTimestamp, t, derived.maxGap)) {
+        if (learnt.lastTimestamp == 0) learnt.lastTimestamp = t;
     } else {
         // The length of an interruption is never counted.
-        continuousTime = 0.0f;
-        continuousTimeReached = false;
-        lastTimestamp = t;
+        learnt.continuousTime = 0.0f;
+        learnt.continuousTimeReached = false;
+        learnt.lastTimestamp = t;
     }
 
-    // Here 0 <= t - lastTimestamp <= maxGap, so the difference cannot overflow.
-    const auto increment = static_cast<float>(t - lastTimestamp);
-    if (!accumulatedTimeReached) {
-        accumulatedTime += increment;
-        if (accumulatedTime >= accumulatedTimeRequired) accumulatedTimeReached = true;
+    // Here 0 <= t - learnt.lastTimestamp <= derived.maxGap, so the difference cannot overflow.
+    const auto increment = static_cast<float>(t - learnt.lastTimestamp);
+    if (!learnt.accumulatedTimeReached) {
+        learnt.accumulatedTime += increment;
+        if (learnt.accumulatedTime >= settings.accumulatedTimeRequired)
+            learnt.accumulatedTimeReached = true;
     }
-    if (!continuousTimeReached) {
-        continuousTime += increment;
-        if (continuousTime >= continuousTimeRequired) continuousTimeReached = true;
+    if (!learnt.continuousTimeReached) {
+        learnt.continuousTime += increment;
+        if (learnt.continuousTime >= derived.continuousTimeRequired)
+            learnt.continuousTimeReached = true;
     }
 
     // 0 must keep its meaning of "no previous step".
-    lastTimestamp = t > 0 ? t : 1;
+    learnt.lastTimestamp = t > 0 ? t : 1;
 
-    accumulatedFlag = accumulatedTimeReached;
-    continuousFlag = continuousTimeReached;
-    if (continuousTimeReached || continuousTimeRequired == 0.0f) {
+    accumulatedFlag = learnt.accumulatedTimeReached;
+    continuousFlag = learnt.continuousTimeReached;
+    if (learnt.continuousTimeReached || derived.continuousTimeRequired == 0.0f) {
         progress = 1.0f;
     } else {
-        progress = continuousTime / continuousTimeRequired;
+        progress = learnt.continuousTime / derived.continuousTimeRequired;
     }
 }
 
 void SensorStatusTracker::setInterval(uint16_t interval) {
     if (interval == kIntervalOff) {
-        lastTimestamp = 0;
-        continuousTime = 0.0f;
-        continuousTimeReached = false;
+        learnt.lastTimestamp = 0;
+        learnt.continuousTime = 0.0f;
+        learnt.continuousTimeReached = false;
         return;
     }
     // 1.5 gap-factor intervals, formed in 32-bit unsigned arithmetic (a negative
     // factor wraps) and widened before scaling to ns; at most (2^32 - 1) * 1e7.
-    const uint32_t intervals = static_cast<uint32_t>(gapFactor) * interval;
+    const uint32_t intervals = static_cast<uint32_t>(settings.gapFactor) * interval;
     const uint32_t gapUnits = intervals + (intervals >> 1);
-    maxGap = static_cast<int64_t>(static_cast<uint64_t>(gapUnits) * kNanosPerUnit);
-    continuousTimeRequired = continuousRequiredFor(interval);
+    derived.maxGap = static_cast<int64_t>(static_cast<uint64_t>(gapUnits) * kNanosPerUnit);
+    derived.continuousTimeRequired = continuousRequiredFor(interval);
 }
 
 }  // namespace vorn

@@ -57,7 +57,7 @@ TEST_P(HubRouting, RunsExactlyTheChannelsWhoseInputsAndUpstreamAreNew) {
     EXPECT_EQ(hub.newInputMask, 0u);
     // Without a gas step the heat compensator is told "no gas sample", not a stale stamp.
     const bool gasStep = (c.channels & bits({5, 9})) == bits({5, 9});
-    EXPECT_EQ(hub.heatCompensator.prevGasTimestamp, gasStep ? 14 : kNoTimestamp);
+    EXPECT_EQ(hub.heatCompensator.learnt.prevGasTimestamp, gasStep ? 14 : kNoTimestamp);
 }
 INSTANTIATE_TEST_SUITE_P(
     Steps, HubRouting,
@@ -89,7 +89,7 @@ TEST(HubExchange, ModulesReceiveUpstreamResults) {
     humidity.setInterval(kFast);
     // Learning starts on the third step, and a held index below every index makes
     // the progress weight visible in output 2.
-    hub.statusTracker.continuousTimeRequired = status.continuousTimeRequired = 6e9f;
+    hub.statusTracker.derived.continuousTimeRequired = status.derived.continuousTimeRequired = 6e9f;
     hub.iaqEstimator.learnt.heldFixedScaleIndex = iaq.learnt.heldFixedScaleIndex = -1000.0f;
 
     for (int n = 0; n < 8; ++n) {
@@ -162,7 +162,7 @@ TEST(HubInputs, InhibitStopsModulesButNotPassThroughOrCounters) {
                {IN_GAS_RESISTANCE, 5, 5e4f}});
     EXPECT_EQ(hub.channelRunMask, bits({5, 3, 1, 2, 9, 10}));
     EXPECT_EQ(hub.outputValidMask, bits({6, 8, 9}));
-    EXPECT_EQ(hub.statusTracker.lastTimestamp, 0);
+    EXPECT_EQ(hub.statusTracker.learnt.lastTimestamp, 0);
 }
 
 TEST(HubOutputs, AccuracyRoundsHalfAwayFromZeroAndClamps) {

@@ -23,7 +23,7 @@ float step(SensorStatusTracker& tracker, int64_t t) {
 
 SensorStatusTracker trackerAt(uint16_t interval, int8_t gapFactor = 1) {
     SensorStatusTracker tracker;
-    tracker.gapFactor = gapFactor;
+    tracker.settings.gapFactor = gapFactor;
     tracker.setInterval(interval);
     return tracker;
 }
@@ -41,20 +41,20 @@ TEST(StatusTracker, IntervalSetsLimitsAndTheFlagLatchesOnTheSinglePrecisionSum) 
           Case{1800, 27 * kSecond, 6.0e10f, 4}, Case{30000, 450 * kSecond, 1.2e12f, 4},
           Case{3000, 45 * kSecond, 1.2e12f, 40}}) {
         SensorStatusTracker tracker = trackerAt(c.interval);
-        EXPECT_EQ(tracker.maxGap, c.maxGap);
-        EXPECT_EQ(tracker.continuousTimeRequired, c.required);
+        EXPECT_EQ(tracker.derived.maxGap, c.maxGap);
+        EXPECT_EQ(tracker.derived.continuousTimeRequired, c.required);
         int64_t t = 10 * kSecond;  // the first step is an interruption: nothing counted
         int increments = 0;
-        for (step(tracker, t); tracker.continuousTimeReached == 0; ++increments) {
+        for (step(tracker, t); tracker.learnt.continuousTimeReached == 0; ++increments) {
             t += int64_t{c.interval} * 10'000'000;
             step(tracker, t);
         }
         EXPECT_EQ(increments, c.increments) << c.interval;
-        EXPECT_EQ(tracker.accumulatedTimeReached, 1);  // requirement 0.0
+        EXPECT_EQ(tracker.learnt.accumulatedTimeReached, 1);  // requirement 0.0
     }
-    EXPECT_EQ(trackerAt(300, 0).maxGap, 0);
-    EXPECT_EQ(trackerAt(300, -1).maxGap, 21'474'831'980'000'000);      // about 248 days
-    EXPECT_EQ(trackerAt(30000, -128).maxGap, 21'417'236'480'000'000);  // the u32 sum wraps
+    EXPECT_EQ(trackerAt(300, 0).derived.maxGap, 0);
+    EXPECT_EQ(trackerAt(300, -1).derived.maxGap, 21'474'831'980'000'000);      // about 248 days
+    EXPECT_EQ(trackerAt(30000, -128).derived.maxGap, 21'417'236'480'000'000);  // the u32 sum wraps
 }
 
 TEST(StatusTracker, InterruptionsResetOnlyTheContinuousClockAndNeverWrap) {
@@ -63,38 +63,38 @@ TEST(StatusTracker, InterruptionsResetOnlyTheContinuousClockAndNeverWrap) {
         const bool continuous = delta >= 0 && delta <= kSecond * 9 / 2;
         const float increment = continuous ? static_cast<float>(delta) : 0.0f;
         SensorStatusTracker tracker = trackerAt(300);
-        tracker.accumulatedTimeRequired = 3.6e12f;  // one hour: keeps the clock counting
+        tracker.settings.accumulatedTimeRequired = 3.6e12f;  // one hour: keeps the clock counting
         step(tracker, t0 - 3 * kSecond);
         step(tracker, t0);
         EXPECT_EQ(step(tracker, t0 + delta), !continuous ? 0.0f : (3.0e9f + increment) / 3.0e11f);
-        EXPECT_EQ(tracker.accumulatedTime, 3.0e9f + increment) << delta;
+        EXPECT_EQ(tracker.learnt.accumulatedTime, 3.0e9f + increment) << delta;
     }
     SensorStatusTracker tracker = trackerAt(300, -1);  // a gap limit of 248 days
-    tracker.accumulatedTimeRequired = 1.0e12f;
+    tracker.settings.accumulatedTimeRequired = 1.0e12f;
     for (int64_t t = 1; t <= 3; ++t) step(tracker, t * 3 * kSecond);
     tracker.setInterval(kIntervalOff);
-    EXPECT_EQ(tracker.lastTimestamp, 0);
-    EXPECT_EQ(tracker.continuousTime, 0.0f);
-    EXPECT_EQ(tracker.accumulatedTime, 6.0e9f);  // kept across the stop
+    EXPECT_EQ(tracker.learnt.lastTimestamp, 0);
+    EXPECT_EQ(tracker.learnt.continuousTime, 0.0f);
+    EXPECT_EQ(tracker.learnt.accumulatedTime, 6.0e9f);  // kept across the stop
     // True distances beyond the int64 range are interruptions, never wrapped.
-    tracker.lastTimestamp = INT64_MIN + 5;
+    tracker.learnt.lastTimestamp = INT64_MIN + 5;
     for (int64_t t : {INT64_MAX, INT64_MIN, int64_t{0}}) {
         step(tracker, t);
-        EXPECT_EQ(tracker.continuousTime, 0.0f) << t;
-        EXPECT_EQ(tracker.lastTimestamp, t > 0 ? t : 1);  // 0 keeps meaning "none"
+        EXPECT_EQ(tracker.learnt.continuousTime, 0.0f) << t;
+        EXPECT_EQ(tracker.learnt.lastTimestamp, t > 0 ? t : 1);  // 0 keeps meaning "none"
     }
     step(tracker, INT64_MAX - 1);
     step(tracker, INT64_MAX);
-    EXPECT_EQ(tracker.continuousTime, 1.0f);
+    EXPECT_EQ(tracker.learnt.continuousTime, 1.0f);
 }
 
 TEST(StatusTrackerSections, ConfiguringDoesNotRederiveTheGapLimit) {
     SensorStatusTracker tracker = trackerAt(300);
     const std::array<uint8_t, 9> config = {9, 0, 5, 0, 0, 0, 0, 0x40, 0xFE};  // 2.0 ns, factor -2
     ASSERT_EQ(importSection(tracker, SectionKind::kConfiguration, config.data(), 9), RC_OK);
-    EXPECT_EQ(tracker.accumulatedTimeRequired, 2.0f);
-    EXPECT_EQ(tracker.gapFactor, -2);
-    EXPECT_EQ(tracker.maxGap, kSecond * 9 / 2);
+    EXPECT_EQ(tracker.settings.accumulatedTimeRequired, 2.0f);
+    EXPECT_EQ(tracker.settings.gapFactor, -2);
+    EXPECT_EQ(tracker.derived.maxGap, kSecond * 9 / 2);
 }
 
 }  // namespace
