@@ -123,7 +123,7 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     put(s, at(s, kState, status, status.learnt.accumulatedTime), nan);
     put(s, at(s, kState, status, status.learnt.continuousTime), inf);
     put(s, at(s, kState, heat, heat.learnt.prevGasTimestamp), std::numeric_limits<int64_t>::min());
-    put(s, at(s, kState, humidity, humidity.temperatureFilter.state), nan);
+    put(s, at(s, kState, humidity, humidity.learnt.smoothedTemperature), nan);
     writeSeed(root, "fuzz_state_blob", "hostile_values", blobSeed(sealed(s), 0));
     writeSeed(root, "fuzz_state_file", "hostile_values", stateFile(sealed(s)));
 
@@ -158,7 +158,7 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     put(c, at(c, kConfig, status, status.settings.gapFactor), int8_t{-1});
     put(c, at(c, kConfig, heat, heat.settings.coeffA), inf);
     put(c, at(c, kConfig, heat, heat.settings.fixedCompensation), nan);
-    put(c, at(c, kConfig, humidity, humidity.humidityPoly), inf);
+    put(c, at(c, kConfig, humidity, humidity.settings.humidityPoly), inf);
     writeSeed(root, "fuzz_configuration_blob", "hostile_module_values", blobSeed(sealed(c), 0));
 
     // Hyper sections: every allowed interval empty (schedule modulus 0); outputs

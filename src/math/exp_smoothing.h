@@ -1,6 +1,5 @@
-// The first-order exponential smoothing filter record, in its three-element form
-// (gas pre-processor) and one-element form (humidity corrector), and the rule that
-// turns a normalised bandwidth into a smoothing coefficient. The owning module
+// The rule that turns a normalised bandwidth into the coefficient of a first-order
+// exponential smoothing filter. The owning module keeps the filter's state and
 // performs the update itself: new = (input - state) * coeff + state.
 #pragma once
 
@@ -10,15 +9,6 @@
 #include "math/numeric.h"
 
 namespace vorn {
-
-template <std::size_t N>
-struct ExpSmoothing {
-    std::array<float, N> coeff;  // smoothing coefficient per element, 0..1 (1 = follow input)
-    std::array<float, N> state;  // last filtered value per element; 0.0 = not seeded
-
-    // Coefficients 0.5, states 0.0.
-    constexpr ExpSmoothing() : coeff{}, state{} { coeff.fill(0.5f); }
-};
 
 // Coefficients from normalised bandwidths w (bandwidth / half the sampling
 // frequency, callers clamp to <= 1): s = sin(w * pi/2), q = s^2,

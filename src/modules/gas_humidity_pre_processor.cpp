@@ -21,10 +21,10 @@ void GasHumidityPreProcessor::step(float& logGas, float& temperature, float& hum
     const float gas = gasResistance > kGasResistanceFloor ? gasResistance : kGasResistanceFloor;
     const Vec3 x = {f32::log10(gas), rawTemperature, rawHumidity};
 
-    Vec3& state = gasFilter.state;
+    Vec3& state = learnt.smoothed;
     if (state[0] == 0.0f) state = x;
     for (std::size_t i = 0; i < x.size(); ++i) {
-        state[i] = (x[i] - state[i]) * gasFilter.coeff[i] + state[i];
+        state[i] = (x[i] - state[i]) * derived.coeff[i] + state[i];
     }
     logGas = state[0];
     temperature = state[1];
@@ -35,10 +35,10 @@ void GasHumidityPreProcessor::setInterval(uint16_t interval) {
     const float halfSampleRate = (kUnitsPerSecond / static_cast<float>(interval)) * 0.5f;  // Hz
     Vec3 w;
     for (std::size_t i = 0; i < w.size(); ++i) {
-        w[i] = bandwidth[i] / halfSampleRate;
+        w[i] = settings.bandwidth[i] / halfSampleRate;
         if (w[i] > 1.0f) w[i] = 1.0f;
     }
-    setCoeffFromBandwidth(gasFilter.coeff, w);
+    setCoeffFromBandwidth(derived.coeff, w);
 }
 
 }  // namespace vorn

@@ -18,22 +18,33 @@
 namespace vorn {
 
 // Configuration and state sections: X(wire name, member, unit, lowest, highest, help).
-#define VORN_PRE_PROCESSOR_CONFIGURATION(X)   \
-    X(bandwidth, bandwidth, Hertz, 0, 3.4e38, \
+#define VORN_PRE_PROCESSOR_CONFIGURATION(X)            \
+    X(bandwidth, settings.bandwidth, Hertz, 0, 3.4e38, \
       "smoothing bandwidth of log gas, temperature, humidity")
 #define VORN_PRE_PROCESSOR_STATE(X)                         \
-    X(filter_state, gasFilter.state, None, -3.4e38, 3.4e38, \
+    X(filter_state, learnt.smoothed, None, -3.4e38, 3.4e38, \
       "smoothed log10 gas, temperature, humidity")
 
 struct GasHumidityPreProcessor {
-    ExpSmoothing<3> gasFilter;  // log gas, temperature, humidity; state[0] 0.0 = not seeded
-    Vec3 bandwidth;             // Hz, per element (configuration)
-
     static constexpr uint32_t kChannelId = channel::kPreProcessor;
-    // The gas signal gets eight times the bandwidth of temperature and humidity.
-    static constexpr Vec3 kDefaultBandwidth = {0.02f, 0.0025f, 0.0025f};  // Hz
 
-    constexpr GasHumidityPreProcessor() : gasFilter(), bandwidth(kDefaultBandwidth) {}
+    // Log gas, temperature and humidity, element by element.
+    struct Settings {
+        Vec3 bandwidth;  // Hz
+    };
+    struct Learnt {
+        Vec3 smoothed;  // the filters' outputs; a log gas of 0.0 means "not seeded"
+    };
+    struct Derived {
+        Vec3 coeff;  // smoothing coefficients for the interval
+    };
+
+    // The gas signal gets eight times the bandwidth of temperature and humidity.
+    static constexpr Settings kDefaultSettings = {{0.02f, 0.0025f, 0.0025f}};
+
+    Settings settings = kDefaultSettings;
+    Learnt learnt = {};
+    Derived derived = {{0.5f, 0.5f, 0.5f}};
 
     // One step: gas resistance (ohm, floored at 10; NaN counts as the floor),
     // temperature (C), humidity (%) in; the smoothed log10 gas, temperature and

@@ -26,12 +26,12 @@ float clampHumidity(float humidity) {
 
 float HumidityTemperatureCorrector::step(float temperature, float compensatedTemperature,
                                          float humidity) {
-    float& smoothed = temperatureFilter.state[0];
+    float& smoothed = learnt.smoothedTemperature;
     const float base = smoothed != 0.0f ? smoothed : temperature;
-    smoothed = (temperature - base) * temperatureFilter.coeff[0] + base;
+    smoothed = (temperature - base) * derived.temperatureCoeff + base;
 
     const float clamped = clampHumidity(humidity);
-    const float corrected = polyval(humidityPoly, clamped) + clamped;
+    const float corrected = polyval(settings.humidityPoly, clamped) + clamped;
     const float converted = convertHumidity(smoothed, compensatedTemperature, corrected);
     return converted > kMaxHumidity ? kMaxHumidity : converted;
 }
@@ -40,7 +40,7 @@ void HumidityTemperatureCorrector::setInterval(uint16_t interval) {
     const float halfSampleRate = (kUnitsPerSecond / static_cast<float>(interval)) * 0.5f;  // Hz
     float w = kTemperatureBandwidth / halfSampleRate;
     if (w > 1.0f) w = 1.0f;
-    temperatureFilter.coeff[0] = coeffFromBandwidth(w);
+    derived.temperatureCoeff = coeffFromBandwidth(w);
 }
 
 }  // namespace vorn

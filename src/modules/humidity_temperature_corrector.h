@@ -19,19 +19,31 @@
 namespace vorn {
 
 // Configuration and state sections: X(wire name, member, unit, lowest, highest, help).
-#define VORN_HUMIDITY_CORRECTOR_CONFIGURATION(X)          \
-    X(humidity_poly, humidityPoly, None, -3.4e38, 3.4e38, \
+#define VORN_HUMIDITY_CORRECTOR_CONFIGURATION(X)                   \
+    X(humidity_poly, settings.humidityPoly, None, -3.4e38, 3.4e38, \
       "humidity correction p0 * h + p1, added to h")
-#define VORN_HUMIDITY_CORRECTOR_STATE(X)                                           \
-    X(temperature_filter_state, temperatureFilter.state, Celsius, -3.4e38, 3.4e38, \
+#define VORN_HUMIDITY_CORRECTOR_STATE(X)                                              \
+    X(temperature_filter_state, learnt.smoothedTemperature, Celsius, -3.4e38, 3.4e38, \
       "smoothed chip temperature (0: unseeded)")
 
 struct HumidityTemperatureCorrector {
     static constexpr uint32_t kChannelId = channel::kHumidityCorrector;
-    ExpSmoothing<1> temperatureFilter;  // C; state 0.0 = not seeded
-    std::array<float, 2> humidityPoly;  // p0, p1 (configuration); 0, 0 = no correction
 
-    constexpr HumidityTemperatureCorrector() : temperatureFilter(), humidityPoly{0.0f, 0.0f} {}
+    struct Settings {
+        std::array<float, 2> humidityPoly;  // p0, p1; 0, 0 = no correction
+    };
+    struct Learnt {
+        float smoothedTemperature;  // C; 0.0 = not seeded
+    };
+    struct Derived {
+        float temperatureCoeff;  // smoothing coefficient for the interval
+    };
+
+    static constexpr Settings kDefaultSettings = {{0.0f, 0.0f}};
+
+    Settings settings = kDefaultSettings;
+    Learnt learnt = {0.0f};
+    Derived derived = {0.5f};
 
     // Compensated humidity (%, at most 100) from the raw temperature (C), the
     // compensated temperature of the same step (C) and the raw humidity (%, taken as

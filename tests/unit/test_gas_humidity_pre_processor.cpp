@@ -29,7 +29,7 @@ TEST(PreProcessor, CoefficientsFollowTheInterval) {
         GasHumidityPreProcessor pre;
         pre.setInterval(intervals[i]);
         for (std::size_t e = 0; e < 3; ++e) {
-            EXPECT_NEAR(pre.gasFilter.coeff[e], expected[i][e], 1e-6) << intervals[i];
+            EXPECT_NEAR(pre.derived.coeff[e], expected[i][e], 1e-6) << intervals[i];
         }
     }
 }
@@ -48,13 +48,13 @@ TEST(PreProcessor, SeedsWithFlooredLogResistanceThenSmoothsEachElement) {
     EXPECT_NEAR(out[0], 2.311062f, 1e-6);
     EXPECT_NEAR(out[1], 20.46022f, 1e-5);
     EXPECT_NEAR(out[2], 49.53978f, 1e-5);
-    EXPECT_EQ(pre.gasFilter.state, out);
+    EXPECT_EQ(pre.learnt.smoothed, out);
 }
 
 TEST(PreProcessorSections, RestoredStateOfZeroReseeds) {
     GasHumidityPreProcessor pre;
-    pre.gasFilter.coeff = {0.5f, 0.5f, 0.5f};
-    pre.gasFilter.state = {4.0f, 22.0f, 55.0f};
+    pre.derived.coeff = {0.5f, 0.5f, 0.5f};
+    pre.learnt.smoothed = {4.0f, 22.0f, 55.0f};
     EXPECT_EQ(step(pre, 100000.0f, 30.0f, 45.0f), (Vec3{4.5f, 26.0f, 50.0f}));
     std::array<uint8_t, 16> state{16, 0, 3};  // a first element of 0.0 means "not seeded"
     ASSERT_EQ(importSection(pre, SectionKind::kState, state.data(), 16), RC_OK);

@@ -16,7 +16,7 @@ TEST(HumidityCorrector, CoefficientFollowsTheInterval) {
     for (std::size_t i = 0; i < intervals.size(); ++i) {
         HumidityTemperatureCorrector corrector;
         corrector.setInterval(intervals[i]);
-        EXPECT_NEAR(corrector.temperatureFilter.coeff[0], coeffs[i], 1e-6) << intervals[i];
+        EXPECT_NEAR(corrector.derived.temperatureCoeff, coeffs[i], 1e-6) << intervals[i];
     }
 }
 
@@ -27,7 +27,7 @@ TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
     const std::array<float, 6> expected = {50, 0.0001f, 0.0001f, 100, 49.5f, 100};
     for (std::size_t i = 0; i < raw.size(); ++i) {
         HumidityTemperatureCorrector corrector;
-        corrector.humidityPoly = {p0[i], p0[i] == 0.01f ? -1.0f : 0.0f};
+        corrector.settings.humidityPoly = {p0[i], p0[i] == 0.01f ? -1.0f : 0.0f};
         EXPECT_NEAR(corrector.step(21.0f, 21.0f, raw[i]), expected[i], expected[i] * 1e-5f);
     }
 
@@ -42,14 +42,14 @@ TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
 
 TEST(HumidityCorrectorSections, ConfiguringKeepsTheFilterAZeroStateReseeds) {
     HumidityTemperatureCorrector corrector;
-    corrector.temperatureFilter.state[0] = 5.0f;
+    corrector.learnt.smoothedTemperature = 5.0f;
     std::array<uint8_t, 12> config{12, 0, 10};
     ASSERT_EQ(importSection(corrector, SectionKind::kConfiguration, config.data(), 12), RC_OK);
-    EXPECT_EQ(corrector.temperatureFilter.state[0], 5.0f);
+    EXPECT_EQ(corrector.learnt.smoothedTemperature, 5.0f);
     std::array<uint8_t, 8> state{8, 0, 10};  // 0.0: the next step starts from the raw temperature
     ASSERT_EQ(importSection(corrector, SectionKind::kState, state.data(), 8), RC_OK);
     corrector.step(31.0f, 31.0f, 50.0f);
-    EXPECT_EQ(corrector.temperatureFilter.state[0], 31.0f);
+    EXPECT_EQ(corrector.learnt.smoothedTemperature, 31.0f);
 }
 
 }  // namespace
