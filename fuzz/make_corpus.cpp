@@ -109,14 +109,14 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     // counters, a zero interval and zero band scale, clocks at the ends of the range.
     Bytes s = state;
     const auto& b = baseline;
-    put(s, at(s, kState, b, b.robustMax), nan);
-    put(s, at(s, kState, b, b.robustMin), inf);
-    put(s, at(s, kState, b, b.samplIntvl), uint16_t{0});
-    put(s, at(s, kState, b, b.trackStatus), 1e30f);  // far beyond 3
-    put(s, at(s, kState, b, b.trackStatus) + 4, nan);
-    put(s, at(s, kState, b, b.holdOffRemaining), uint16_t{65535});
-    put(s, at(s, kState, b, b.rangeScale), 0.0f);  // zero-width bands
-    put(s, at(s, kState, b, b.inBandThreshold), uint8_t{0});
+    put(s, at(s, kState, b, b.learnt.robustMax), nan);
+    put(s, at(s, kState, b, b.learnt.robustMin), inf);
+    put(s, at(s, kState, b, b.derived.samplIntvl), uint16_t{0});
+    put(s, at(s, kState, b, b.learnt.trackStatus), 1e30f);  // far beyond 3
+    put(s, at(s, kState, b, b.learnt.trackStatus) + 4, nan);
+    put(s, at(s, kState, b, b.learnt.holdOffRemaining), uint16_t{65535});
+    put(s, at(s, kState, b, b.derived.rangeScale), 0.0f);  // zero-width bands
+    put(s, at(s, kState, b, b.derived.inBandThreshold), uint8_t{0});
     put(s, at(s, kState, iaq, iaq.learnt.heldIndex), nan);
     put(s, at(s, kState, iaq, iaq.learnt.heldFixedScaleIndex), -inf);
     put(s, at(s, kState, status, status.learnt.lastTimestamp), std::numeric_limits<int64_t>::min());
@@ -130,10 +130,10 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
     // Equal bounds: a band of zero width, which only an import can produce.
     Bytes flat = state;
     for (size_t k = 0; k < 2; ++k) {
-        put(flat, at(flat, kState, b, b.robustMax) + 4 * k, 5.0f);
-        put(flat, at(flat, kState, b, b.robustMin) + 4 * k, 5.0f);
+        put(flat, at(flat, kState, b, b.learnt.robustMax) + 4 * k, 5.0f);
+        put(flat, at(flat, kState, b, b.learnt.robustMin) + 4 * k, 5.0f);
     }
-    put(flat, at(flat, kState, b, b.trackStatus), 3.0f);
+    put(flat, at(flat, kState, b, b.learnt.trackStatus), 3.0f);
     writeSeed(root, "fuzz_state_blob", "hostile_flat_band", blobSeed(sealed(flat), 0));
 
     // A first section that claims to run past the payload, and one of length 0.
@@ -146,12 +146,12 @@ void writeHostileSeeds(const std::string& root, const Bytes& configuration, cons
 
     // Configuration values that divide by zero or overflow when derived or used.
     Bytes c = configuration;
-    put(c, at(c, kConfig, b, b.decayTimeConstant), 0.0f);
-    put(c, at(c, kConfig, b, b.riseTime), 0.0f);
-    put(c, at(c, kConfig, b, b.humiditySlope), nan);
-    put(c, at(c, kConfig, b, b.holdOffTarget), uint16_t{65535});
-    put(c, at(c, kConfig, b, b.holdOffExponent), -100.0f);  // exp(100)
-    put(c, at(c, kConfig, b, b.holdOffExponent) + 4, 1e30f);
+    put(c, at(c, kConfig, b, b.settings.decayTimeConstant), 0.0f);
+    put(c, at(c, kConfig, b, b.settings.riseTime), 0.0f);
+    put(c, at(c, kConfig, b, b.settings.humiditySlope), nan);
+    put(c, at(c, kConfig, b, b.settings.holdOffTarget), uint16_t{65535});
+    put(c, at(c, kConfig, b, b.settings.holdOffExponent), -100.0f);  // exp(100)
+    put(c, at(c, kConfig, b, b.settings.holdOffExponent) + 4, 1e30f);
     put(c, at(c, kConfig, iaq, iaq.settings.indexScale), uint16_t{0});
     put(c, at(c, kConfig, iaq, iaq.settings.expValueLow), 0.0f);  // log10 of a zero estimate
     put(c, at(c, kConfig, status, status.settings.accumulatedTimeRequired), nan);

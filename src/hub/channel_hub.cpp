@@ -209,7 +209,7 @@ bool ChannelHub::isChannelReady(uint32_t id) {
 void ChannelHub::step() {
     channelRunMask = 0;
     StepExchange x;
-    x.gasInterval = baselineTracker.samplIntvl;
+    x.gasInterval = baselineTracker.derived.samplIntvl;
     // Readiness is tested before the inhibit input, so an inhibited step still
     // advances the counters and marks channels as scheduled for those downstream.
     const bool inhibited = inputOf(*this, IN_PROCESSING_INHIBIT) != 0.0f;

@@ -15,18 +15,7 @@ namespace vorn {
 
 namespace {
 
-constexpr uint8_t kResetInBandCount = 2;
-constexpr uint8_t kResetInBandThreshold = 2;
 constexpr uint8_t kInBandCountMax = 255;
-
-// Configuration defaults.
-constexpr std::array<float, 4> kDefaultHumiditySlope = {0.501f, 0.4f, 0.75f, 0.4f};
-constexpr int8_t kDefaultTemperatureMin = -40;
-constexpr int8_t kDefaultTemperatureMax = 85;
-constexpr uint8_t kDefaultHumidityMin = 0;
-constexpr uint8_t kDefaultHumidityMax = 100;
-constexpr float kDefaultRiseTime = 1800.0f;                              // s
-constexpr std::array<float, 2> kDefaultDecay = {86400.0f, 64800000.0f};  // s: 1 day, 750 days
 
 // Magnus formula for the saturation vapour pressure, and the gas constant of
 // water vapour folded into g/m3.
@@ -38,7 +27,7 @@ constexpr float kVapourFactor = 216.7f;
 constexpr float kMinAbsoluteHumidity = 0.01f;  // g/m3: keeps log10 finite
 
 constexpr float kLog10Ratio125 = 0.09691001f;     // log10(1.25): the narrowest band
-constexpr float kLog10Ratio250 = 0.39794f;        // log10(2.5): full rise over riseTime
+constexpr float kLog10Ratio250 = 0.39794f;        // log10(2.5): full rise over settings.riseTime
 constexpr float kLog10Ratio5Over3 = 0.22184873f;  // log10(5/3): band ratio of scale 1
 
 constexpr float kOpenMargin = 0.3f;  // band widening needed before a track can grade 3
@@ -52,20 +41,20 @@ constexpr uint32_t kGradingWindow = 30000;
 
 // The narrowest band a track keeps between its bounds, y.
 float narrowestBand(const GasHumidityBaselineTracker& t) {
-    return t.rangeScale * kLog10Ratio125;
+    return t.derived.rangeScale * kLog10Ratio125;
 }
 
 // Humidity slope of the compensation at the applied interval.
 float humiditySlopeFor(const GasHumidityBaselineTracker& t) {
-    switch (t.samplIntvl) {
+    switch (t.derived.samplIntvl) {
         case 300:
-            return t.humiditySlope[2];
+            return t.settings.humiditySlope[2];
         case 1800:
-            return t.humiditySlope[1];
+            return t.settings.humiditySlope[1];
         case 100:
-            return t.humiditySlope[3];
+            return t.settings.humiditySlope[3];
         default:
-            return t.humiditySlope[0];
+            return t.settings.humiditySlope[0];
     }
 }
 
@@ -94,56 +83,33 @@ uint32_t samplesPerWindow(uint16_t interval) {
 
 }  // namespace
 
-GasHumidityBaselineTracker::GasHumidityBaselineTracker()
-    : humiditySlope(kDefaultHumiditySlope),
-      temperatureMin(kDefaultTemperatureMin),
-      temperatureMax(kDefaultTemperatureMax),
-      humidityMin(kDefaultHumidityMin),
-      humidityMax(kDefaultHumidityMax),
-      riseTime(kDefaultRiseTime),
-      decayTimeConstant(kDefaultDecay),
-      holdOffTarget{0, 0},
-      holdOffExponent{0.0f, 0.0f},
-      riseStep(0.0f),
-      relaxFactor{0.0f, 0.0f} {
-    resetLearning();
-}
-
 void GasHumidityBaselineTracker::resetLearning() {
-    samplIntvl = kIntervalOff;
-    rangeScale = 0.0f;
-    robustMax = {0.0f, 0.0f};
-    robustMin = {0.0f, 0.0f};
-    reserved1 = 0;
-    reserved2 = 0;
-    inBandCount = {kResetInBandCount, kResetInBandCount};
-    trackStatus = {kStatusNone, kStatusNone};
-    holdOffRemaining = 0;
-    stepSeconds = 0;
-    inBandThreshold = kResetInBandThreshold;
+    learnt = kFresh;
+    derived = kNoInterval;
     refreshFilterCoefficients();
 }
 
 void GasHumidityBaselineTracker::refreshFilterCoefficients() {
-    const float dt = static_cast<float>(samplIntvl) / 100.0f;
-    riseStep = (rangeScale * kLog10Ratio250 / riseTime) * dt;
-    for (std::size_t k = 0; k < relaxFactor.size(); ++k) {
-        relaxFactor[k] = 1.0f - f32::exp(-dt / decayTimeConstant[k]);
+    const float dt = static_cast<float>(derived.samplIntvl) / 100.0f;
+    derived.riseStep = (derived.rangeScale * kLog10Ratio250 / settings.riseTime) * dt;
+    for (std::size_t k = 0; k < derived.relaxFactor.size(); ++k) {
+        derived.relaxFactor[k] = 1.0f - f32::exp(-dt / settings.decayTimeConstant[k]);
     }
 }
 
 void GasHumidityBaselineTracker::setInterval(uint16_t interval) {
-    if (interval == kIntervalOff || interval == samplIntvl) return;
-    samplIntvl = interval;
-    stepSeconds = static_cast<uint16_t>(interval / 100u + (interval % 100u >= 50u ? 1u : 0u));
+    if (interval == kIntervalOff || interval == derived.samplIntvl) return;
+    derived.samplIntvl = interval;
+    derived.stepSeconds =
+        static_cast<uint16_t>(interval / 100u + (interval % 100u >= 50u ? 1u : 0u));
 
     const float logRatio = f32::log10(bandRatio(interval));
-    rangeScale = std::fabs(logRatio) / kLog10Ratio5Over3;
+    derived.rangeScale = std::fabs(logRatio) / kLog10Ratio5Over3;
 
     const float root = f32::sqrt(static_cast<float>(samplesPerWindow(interval)));
     // The threshold keeps only the low byte, so 511 (interval 0) becomes 255.
     const auto threshold = static_cast<uint32_t>(std::floor(2.0f * root));
-    inBandThreshold = static_cast<uint8_t>(threshold & 0xFFu);
+    derived.inBandThreshold = static_cast<uint8_t>(threshold & 0xFFu);
     refreshFilterCoefficients();
 }
 
@@ -152,8 +118,8 @@ void GasHumidityBaselineTracker::filterRobustMaxMin(float& bound, bool lowerBoun
     if (track != 1 && track != 2) return;
     const std::size_t k = track - 1u;
     const float y = narrowestBand(*this);
-    const float rise = riseStep;
-    const float relax = relaxFactor[k];
+    const float rise = derived.riseStep;
+    const float relax = derived.relaxFactor[k];
 
     // A bound follows the signal outward at most one rise step per sample and
     // relaxes inward with the track's time constant; the two bounds of a track
@@ -161,11 +127,11 @@ void GasHumidityBaselineTracker::filterRobustMaxMin(float& bound, bool lowerBoun
     if (!lowerBound) {
         const float d = x - bound;
         const float next = d > 0.0f ? bound + std::fmin(d, rise) : bound + d * relax;
-        bound = std::fmax(next, robustMin[k] + y);
+        bound = std::fmax(next, learnt.robustMin[k] + y);
     } else {
         const float d = bound - x;
         const float next = d > 0.0f ? bound - std::fmin(d, rise) : bound + (x - bound) * relax;
-        bound = std::fmin(next, robustMax[k] - y);
+        bound = std::fmin(next, learnt.robustMax[k] - y);
     }
 }
 
@@ -175,22 +141,23 @@ namespace {
 void trackBounds(GasHumidityBaselineTracker& t, std::size_t k, float x) {
     const float y = narrowestBand(t);
     const auto track = static_cast<uint8_t>(k + 1);
-    if (t.robustMax[k] == 0.0f) t.robustMax[k] = x;
+    if (t.learnt.robustMax[k] == 0.0f) t.learnt.robustMax[k] = x;
     // The lower bound is seeded only once the signal lies clearly below the upper.
-    if (t.robustMin[k] == 0.0f && t.robustMax[k] - y > x) t.robustMin[k] = x;
-    t.filterRobustMaxMin(t.robustMax[k], false, track, x);
-    if (t.robustMin[k] != 0.0f) t.filterRobustMaxMin(t.robustMin[k], true, track, x);
+    if (t.learnt.robustMin[k] == 0.0f && t.learnt.robustMax[k] - y > x) t.learnt.robustMin[k] = x;
+    t.filterRobustMaxMin(t.learnt.robustMax[k], false, track, x);
+    if (t.learnt.robustMin[k] != 0.0f) t.filterRobustMaxMin(t.learnt.robustMin[k], true, track, x);
 }
 
 // Moves the hold-off countdown toward the event's target.
 void applyEvent(GasHumidityBaselineTracker& t, uint8_t kind) {
     const std::size_t e = kind - 1u;
-    const int32_t distance =
-        static_cast<int32_t>(t.holdOffRemaining) - static_cast<int32_t>(t.holdOffTarget[e]);
-    const float move = std::round(static_cast<float>(distance) / f32::exp(t.holdOffExponent[e]));
-    const float next = static_cast<float>(t.holdOffRemaining) - move;
+    const int32_t distance = static_cast<int32_t>(t.learnt.holdOffRemaining) -
+                             static_cast<int32_t>(t.settings.holdOffTarget[e]);
+    const float move =
+        std::round(static_cast<float>(distance) / f32::exp(t.settings.holdOffExponent[e]));
+    const float next = static_cast<float>(t.learnt.holdOffRemaining) - move;
     if (std::isnan(next)) return;
-    t.holdOffRemaining = static_cast<uint16_t>(std::clamp(next, 0.0f, 65535.0f));
+    t.learnt.holdOffRemaining = static_cast<uint16_t>(std::clamp(next, 0.0f, 65535.0f));
 }
 
 void trackingStep(GasHumidityBaselineTracker& t, float x, float baselineIndex) {
@@ -199,10 +166,11 @@ void trackingStep(GasHumidityBaselineTracker& t, float x, float baselineIndex) {
         applyEvent(t, kind);
         return;
     }
-    if (t.holdOffRemaining != 0) {
-        t.holdOffRemaining = t.holdOffRemaining > t.stepSeconds
-                                 ? static_cast<uint16_t>(t.holdOffRemaining - t.stepSeconds)
-                                 : uint16_t{0};
+    if (t.learnt.holdOffRemaining != 0) {
+        t.learnt.holdOffRemaining =
+            t.learnt.holdOffRemaining > t.derived.stepSeconds
+                ? static_cast<uint16_t>(t.learnt.holdOffRemaining - t.derived.stepSeconds)
+                : uint16_t{0};
         return;
     }
     trackBounds(t, 0, x);
@@ -212,8 +180,8 @@ void trackingStep(GasHumidityBaselineTracker& t, float x, float baselineIndex) {
 // Grades one track from its band and the signal's place in it.
 void classifyTrack(GasHumidityBaselineTracker& t, std::size_t k, float x, bool flagsSet) {
     const float y = narrowestBand(t);
-    const float u = t.robustMax[k];
-    const float l = t.robustMin[k];
+    const float u = t.learnt.robustMax[k];
+    const float l = t.learnt.robustMin[k];
     const bool outside = u <= x || l >= x;
     const float width = l != 0.0f ? std::fmax(u - l, y) : y;
     // 0 at or beyond the band's edges, rising linearly to 1 at its centre.
@@ -221,37 +189,38 @@ void classifyTrack(GasHumidityBaselineTracker& t, std::size_t k, float x, bool f
         std::fmin(2.0f * std::fmin(std::fmax(u - x, 0.0f), std::fmax(x - l, 0.0f)) / width, 1.0f);
 
     if (!flagsSet) {
-        t.trackStatus[k] = kStatusNone;
-        t.inBandCount[k] = t.inBandThreshold;
+        t.learnt.trackStatus[k] = kStatusNone;
+        t.learnt.inBandCount[k] = t.derived.inBandThreshold;
         return;
     }
     float margin = kOpenMargin;
-    if (t.trackStatus[k] == kStatusSettled) {
+    if (t.learnt.trackStatus[k] == kStatusSettled) {
         // A settled track tolerates a narrower band: 0.1 at the centre, 0.25 at the edges.
         const float off = 1.0f - centrality;
         margin = off * off * 0.75f * 0.2f + 0.1f;
     }
     if (u - l < y * margin + y || l == 0.0f) {
-        t.trackStatus[k] = kStatusNarrow;
-        t.inBandCount[k] = t.inBandThreshold;
+        t.learnt.trackStatus[k] = kStatusNarrow;
+        t.learnt.inBandCount[k] = t.derived.inBandThreshold;
     } else if (outside) {
-        t.trackStatus[k] = kStatusUnsettled;
-        t.inBandCount[k] = 0;
-    } else if (t.inBandCount[k] == kInBandCountMax) {
-        t.trackStatus[k] = kStatusSettled;
+        t.learnt.trackStatus[k] = kStatusUnsettled;
+        t.learnt.inBandCount[k] = 0;
+    } else if (t.learnt.inBandCount[k] == kInBandCountMax) {
+        t.learnt.trackStatus[k] = kStatusSettled;
     } else {
-        t.inBandCount[k] = static_cast<uint8_t>(t.inBandCount[k] + 1u);
-        t.trackStatus[k] = t.inBandCount[k] < t.inBandThreshold ? kStatusUnsettled : kStatusSettled;
+        t.learnt.inBandCount[k] = static_cast<uint8_t>(t.learnt.inBandCount[k] + 1u);
+        t.learnt.trackStatus[k] =
+            t.learnt.inBandCount[k] < t.derived.inBandThreshold ? kStatusUnsettled : kStatusSettled;
     }
 }
 
 void writeBounds(const GasHumidityBaselineTracker& t, float x, BaselineBounds& bounds) {
     const float y = narrowestBand(t);
     for (std::size_t k = 0; k < 2; ++k) {
-        const float upper = t.robustMax[k] != 0.0f ? t.robustMax[k] : x;
+        const float upper = t.learnt.robustMax[k] != 0.0f ? t.learnt.robustMax[k] : x;
         bounds.upper[k] = upper;
-        bounds.lower[k] = t.robustMin[k] != 0.0f ? t.robustMin[k] : upper - y;
-        bounds.status[k] = t.trackStatus[k];
+        bounds.lower[k] = t.learnt.robustMin[k] != 0.0f ? t.learnt.robustMin[k] : upper - y;
+        bounds.status[k] = t.learnt.trackStatus[k];
     }
 }
 
@@ -265,10 +234,10 @@ void GasHumidityBaselineTracker::step(uint8_t accumulatedFlag, uint8_t continuou
     const float x = humiditySlopeFor(*this) * logAh + logGas;
     compensated = x;
 
-    const bool inRange = temperature <= static_cast<float>(temperatureMax) &&
-                         temperature >= static_cast<float>(temperatureMin) &&
-                         humidity <= static_cast<float>(humidityMax) &&
-                         humidity >= static_cast<float>(humidityMin);
+    const bool inRange = temperature <= static_cast<float>(settings.temperatureMax) &&
+                         temperature >= static_cast<float>(settings.temperatureMin) &&
+                         humidity <= static_cast<float>(settings.humidityMax) &&
+                         humidity >= static_cast<float>(settings.humidityMin);
     const bool learning = continuousFlag != 0 && !modifiedHeating;
     if (!modifiedHeating) {
         if (inRange && learning) trackingStep(*this, x, baselineIndex);

@@ -135,7 +135,8 @@ TEST(HubExchange, ModulesReceiveUpstreamResults) {
             }
             expectOutput(OUT_PASSTHROUGH_GAS, g, tG);
         }
-        const float tc = heat.step(withGas ? tG : kNoTimestamp, tT, baseline.samplIntvl, t, offset);
+        const float tc =
+            heat.step(withGas ? tG : kNoTimestamp, tT, baseline.derived.samplIntvl, t, offset);
         expectOutput(OUT_COMPENSATED_TEMPERATURE, tc, tT);
         expectOutput(OUT_COMPENSATED_HUMIDITY, humidity.step(t, tc, h), tT);
         expectOutput(OUT_PASSTHROUGH_TEMPERATURE, t, tT);

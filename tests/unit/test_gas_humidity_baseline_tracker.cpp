@@ -20,7 +20,7 @@ struct Tracker : ::testing::Test {
     BaselineBounds b{};
     float x = 0.0f;
     void SetUp() override { t.setInterval(300); }
-    float y() const { return t.rangeScale * 0.09691001f; }  // the narrowest band
+    float y() const { return t.derived.rangeScale * 0.09691001f; }  // the narrowest band
     void step(float logGas, float temperature = 25.0f, float humidity = 0.0f, uint8_t acc = 1,
               uint8_t cont = 1, bool heating = false, float event = 0.0f) {
         t.step(acc, cont, heating, b, x, logGas, temperature, humidity, event);
@@ -40,14 +40,14 @@ class TrackerInterval : public ::testing::TestWithParam<IntervalCase> {};
 TEST_P(TrackerInterval, DerivesStepScaleThresholdAndSlope) {
     const IntervalCase c = GetParam();
     GasHumidityBaselineTracker t;
-    t.humiditySlope = {1.0f, 2.0f, 3.0f, 4.0f};
+    t.settings.humiditySlope = {1.0f, 2.0f, 3.0f, 4.0f};
     t.setInterval(c.interval);
-    EXPECT_EQ(t.samplIntvl, c.interval);
-    EXPECT_EQ(t.stepSeconds, c.stepSeconds);
+    EXPECT_EQ(t.derived.samplIntvl, c.interval);
+    EXPECT_EQ(t.derived.stepSeconds, c.stepSeconds);
     // log10f(0.64f) may sit one ulp off, so interval 300 gets 2 ulps of room.
-    const auto bits = static_cast<int64_t>(std::bit_cast<uint32_t>(t.rangeScale));
+    const auto bits = static_cast<int64_t>(std::bit_cast<uint32_t>(t.derived.rangeScale));
     EXPECT_LE(std::abs(bits - int64_t{c.rangeScaleBits}), 2);
-    EXPECT_EQ(t.inBandThreshold, c.threshold);
+    EXPECT_EQ(t.derived.inBandThreshold, c.threshold);
     BaselineBounds b{};
     float x = 0.0f;
     t.step(1, 1, false, b, x, 10.0f, 25.0f, 0.0f, 0.0f);
@@ -64,10 +64,10 @@ INSTANTIATE_TEST_SUITE_P(
                       IntervalCase{0, 0, 0x3efffee5, 255, 1.0f}));    // 2*sqrt(65535) low byte
 
 TEST_F(Tracker, IntervalOffOrRepeatedChangesNothingAndHumidityIsCompensated) {
-    t.rangeScale = 7.0f;
+    t.derived.rangeScale = 7.0f;
     t.setInterval(65535);
     t.setInterval(300);
-    EXPECT_EQ(t.rangeScale, 7.0f);
+    EXPECT_EQ(t.derived.rangeScale, 7.0f);
     // Exact single-precision bits; double intermediates give 0x40b9c2fa at 35 C.
     step(5.0f, 25.0f, 50.0f);  // AH 11.48389 g/m3: 5.795067
     EXPECT_EQ(std::bit_cast<uint32_t>(x), 0x40b97130u);
@@ -79,16 +79,16 @@ TEST_F(Tracker, IntervalOffOrRepeatedChangesNothingAndHumidityIsCompensated) {
 
 TEST_F(Tracker, FirstLearningStepSeedsUpperBoundsOnly) {
     step(6.5f);
-    EXPECT_EQ(t.robustMax[0], 5.0f);
-    EXPECT_EQ(t.robustMax[1], 5.0f);
-    EXPECT_EQ(t.robustMin[0], 0.0f);
+    EXPECT_EQ(t.learnt.robustMax[0], 5.0f);
+    EXPECT_EQ(t.learnt.robustMax[1], 5.0f);
+    EXPECT_EQ(t.learnt.robustMin[0], 0.0f);
     EXPECT_EQ(b.upper[0], 5.0f);
     EXPECT_EQ(b.lower[1], 5.0f - y());
     EXPECT_EQ(b.status[0], 1.0f);
     step(6.5f - y() / 2);  // within y of the upper bound: still unseeded
-    EXPECT_EQ(t.robustMin[0], 0.0f);
+    EXPECT_EQ(t.learnt.robustMin[0], 0.0f);
     step(6.3f);
-    EXPECT_EQ(t.robustMin[0], x);
+    EXPECT_EQ(t.learnt.robustMin[0], x);
 }
 
 struct GateCase {
@@ -103,12 +103,12 @@ class TrackerGate : public Tracker, public ::testing::WithParamInterface<GateCas
 
 TEST_P(TrackerGate, LearnsAndGradesOnlyWhenAllowed) {
     const GateCase c = GetParam();
-    t.trackStatus = {2.0f, 2.0f};
-    t.inBandCount = {7, 7};
+    t.learnt.trackStatus = {2.0f, 2.0f};
+    t.learnt.inBandCount = {7, 7};
     step(6.5f, c.temperature, c.humidity, c.acc, c.cont, c.heating);
-    EXPECT_EQ(t.robustMax[0] != 0.0f, c.learns);
-    EXPECT_EQ(t.trackStatus[1], c.status);
-    EXPECT_EQ(t.inBandCount[1], c.status == 2.0f ? 7 : 20);
+    EXPECT_EQ(t.learnt.robustMax[0] != 0.0f, c.learns);
+    EXPECT_EQ(t.learnt.trackStatus[1], c.status);
+    EXPECT_EQ(t.learnt.inBandCount[1], c.status == 2.0f ? 7 : 20);
     // The outputs are written whatever the gate says.
     EXPECT_EQ(b.upper[0], x);
     EXPECT_EQ(b.status[0], c.status);
@@ -144,25 +144,25 @@ TEST_F(Tracker, BoundFilterIsSinglePrecision) {
     };
     for (const Expected& e : kSteps) {
         step(e.logGas);
-        const std::array<float, 4> bounds = {t.robustMax[0], t.robustMax[1], t.robustMin[0],
-                                             t.robustMin[1]};
+        const std::array<float, 4> bounds = {t.learnt.robustMax[0], t.learnt.robustMax[1],
+                                             t.learnt.robustMin[0], t.learnt.robustMin[1]};
         EXPECT_EQ((std::bit_cast<std::array<uint32_t, 4>>(bounds)), e.bits) << e.logGas;
     }
 }
 
 // Temperature 90 C is out of range: bounds stay put and only grading runs.
 TEST_F(Tracker, GradingCountsInBandStepsAndSaturates) {
-    t.robustMax = {5.5f, 5.5f};
-    t.robustMin = {4.5f, 4.5f};
+    t.learnt.robustMax = {5.5f, 5.5f};
+    t.learnt.robustMin = {4.5f, 4.5f};
     step(7.5f, 90.0f);  // x = 6.0, outside
-    EXPECT_EQ(t.trackStatus[0], 2.0f);
-    EXPECT_EQ(t.inBandCount[0], 0);
+    EXPECT_EQ(t.learnt.trackStatus[0], 2.0f);
+    EXPECT_EQ(t.learnt.inBandCount[0], 0);
     for (int i = 1; i <= 300; ++i) {
         step(6.5f, 90.0f);  // x = 5.0, the band's centre
-        EXPECT_EQ(t.trackStatus[0], i < 20 ? 2.0f : 3.0f) << i;
-        EXPECT_EQ(t.inBandCount[0], std::min(i, 255)) << i;
+        EXPECT_EQ(t.learnt.trackStatus[0], i < 20 ? 2.0f : 3.0f) << i;
+        EXPECT_EQ(t.learnt.inBandCount[0], std::min(i, 255)) << i;
     }
-    EXPECT_EQ(t.robustMax[0], 5.5f);
+    EXPECT_EQ(t.learnt.robustMax[0], 5.5f);
 }
 
 TEST_F(Tracker, SettledTrackToleratesANarrowerBandAtItsCentre) {
@@ -171,27 +171,27 @@ TEST_F(Tracker, SettledTrackToleratesANarrowerBandAtItsCentre) {
     };
     const float width = 1.2f * y();
     for (const Case c : {Case{3.0f, 0.5f, 3.0f}, Case{2.0f, 0.5f, 1.0f}, Case{3.0f, 0.02f, 1.0f}}) {
-        t.robustMax = {5.0f + width, 5.0f + width};
-        t.robustMin = {5.0f, 5.0f};
-        t.trackStatus = {c.previous, c.previous};
-        t.inBandCount = {100, 100};
+        t.learnt.robustMax = {5.0f + width, 5.0f + width};
+        t.learnt.robustMin = {5.0f, 5.0f};
+        t.learnt.trackStatus = {c.previous, c.previous};
+        t.learnt.inBandCount = {100, 100};
         step(6.5f + c.xOffset * width, 90.0f);
-        EXPECT_EQ(t.trackStatus[0], c.status) << c.previous << " " << c.xOffset;
+        EXPECT_EQ(t.learnt.trackStatus[0], c.status) << c.previous << " " << c.xOffset;
     }
 }
 
 TEST_F(Tracker, HoldOffSuspendsTrackingUntilCountedDown) {
-    t.holdOffTarget = {3600, 0};
+    t.settings.holdOffTarget = {3600, 0};
     step(6.5f, 25.0f, 0.0f, 1, 1, false, 1.5f);
     step(6.5f, 25.0f, 0.0f, 1, 1, false, 1.0f);  // re-applied while the input holds
-    EXPECT_EQ(t.holdOffRemaining, 3600);
+    EXPECT_EQ(t.learnt.holdOffRemaining, 3600);
     for (int i = 0; i < 1200; ++i) step(6.5f);
-    EXPECT_EQ(t.holdOffRemaining, 0);
-    EXPECT_EQ(t.robustMax[0], 0.0f);
+    EXPECT_EQ(t.learnt.holdOffRemaining, 0);
+    EXPECT_EQ(t.learnt.robustMax[0], 0.0f);
     step(6.5f);
-    EXPECT_EQ(t.robustMax[0], 5.0f);
+    EXPECT_EQ(t.learnt.robustMax[0], 5.0f);
     step(6.5f, 25.0f, 0.0f, 1, 1, false, 2.0f);  // kind 2 targets 0: no hold-off, no move
-    EXPECT_EQ(t.holdOffRemaining, 0);
+    EXPECT_EQ(t.learnt.holdOffRemaining, 0);
 }
 
 TEST_F(Tracker, HoldOffEventsMoveTowardTargetAndNeverWrap) {
@@ -205,11 +205,11 @@ TEST_F(Tracker, HoldOffEventsMoveTowardTargetAndNeverWrap) {
                          Case{100, 7, -20.0f, 1.0f, 0}, Case{9, 4000, 0.0f, 0.5f, 6},
                          Case{2, 4000, 0.0f, -1.0f, 0}, Case{9, 4000, 0.0f, 3.0f, 6},
                          Case{9, 4000, 0.0f, 2.9f, 4000}, Case{100, 65535, -1.0f, 1.0f, 65535}}) {
-        t.holdOffRemaining = c.remaining;
-        t.holdOffTarget = {c.target, c.target};
-        t.holdOffExponent = {c.exponent, c.exponent};
+        t.learnt.holdOffRemaining = c.remaining;
+        t.settings.holdOffTarget = {c.target, c.target};
+        t.settings.holdOffExponent = {c.exponent, c.exponent};
         step(6.5f, 25.0f, 0.0f, 1, 1, false, c.event);
-        EXPECT_EQ(t.holdOffRemaining, c.after) << c.remaining << " " << c.event;
+        EXPECT_EQ(t.learnt.holdOffRemaining, c.after) << c.remaining << " " << c.event;
     }
 }
 
