@@ -26,7 +26,8 @@ TEST(DoSteps, BadInputRejectsTheWholeCall) {
         vorn_init();
         subscribe({{OUT_PASSTHROUGH_HUMIDITY, 1.0f}});
         step({});  // applies the subscription
-        const Step rejected = step({humidity, bad});
+        // A repeated time stamp first only warns: the checks go on to the bad sample.
+        const Step rejected = step({sample(IN_TEMPERATURE_OFFSET, 0, 0.0f), humidity, bad});
         EXPECT_EQ(rejected.status, status);
         EXPECT_TRUE(rejected.outputs.empty());
         EXPECT_EQ(step({humidity}).outputs.size(), 1u);  // the valid sample was not stored
@@ -73,6 +74,9 @@ TEST(DoSteps, OrderOverflowAndWarningPrecedence) {
     const InputSample repeated = sample(IN_PRESSURE, kT, 20.0f);
     uint8_t n = 0;
     EXPECT_EQ(vorn_do_steps(&repeated, 1, nullptr, &n), RC_W_NO_OUTPUT_ROOM);  // later wins
+    s = step({repeated});  // the same sample again: the first value stays, nothing is new
+    EXPECT_EQ(s.status, RC_W_INPUT_REPEATED);
+    EXPECT_TRUE(s.outputs.empty());
 
     OutputSample out[255];  // records are cleared up to the capacity, the last byte kept
     std::memset(out, 0xAB, sizeof out);

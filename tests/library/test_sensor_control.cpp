@@ -38,12 +38,19 @@ TEST(SensorControl, FirstPlanAndCallTimeDeviations) {
         EXPECT_EQ(s.input_mask, early ? 0u : kClimateAndGas) << offset;
         EXPECT_EQ(s.next_call_ns, early ? kT0 + 3 * kSecond : kT0 + 6 * kSecond + offset);
     }
+    // A slower subscription keeps to the schedule's phase: after five calls 3 s apart, 15 s
+    // into the 300 s cycle, the next call comes 285 s later, not 300.
+    vorn_init();
+    subscribe({{OUT_IAQ_INDEX, kRate3s}});
+    for (int64_t k = 0; k < 5; ++k) control(kT0 + 3 * k * kSecond);
+    subscribe({{OUT_IAQ_INDEX, kRate300s}});
+    EXPECT_EQ(control(kT0 + 15 * kSecond).next_call_ns, kT0 + 300 * kSecond);
 }
 
 TEST(SensorControl, ModifiedOnTimePolynomial) {
-    const std::pair<float, uint16_t> cases[] = {{0, 446},   {60, 1131},  {120, 1450},
-                                                {240, 1800}, {300, 1852}, {450, 0},
-                                                {-30, 0},   {std::nanf(""), 0}};
+    const std::pair<float, uint16_t> cases[] = {{0, 446},    {60, 1131},        {120, 1450},
+                                                {240, 1800}, {300, 1852},       {450, 0},
+                                                {-30, 0},    {std::nanf(""), 0}};
     for (const auto& [seconds, ms] : cases) {
         EXPECT_EQ(vorn::Engine::getModHeatingDuration(seconds), ms) << seconds;
     }
@@ -62,7 +69,9 @@ SensorSettings callsUpTo(int first, int last) {
     for (int k = first; k <= last; ++k) s = control(kT0 + 3 * k * kSecond);
     return s;
 }
-int32_t requestTrigger() { return subscribe({{OUT_IAQ_INDEX, 0.0f}}).status; }
+int32_t requestTrigger() {
+    return subscribe({{OUT_IAQ_INDEX, 0.0f}}).status;
+}
 
 TEST(Trigger, Answers) {
     vorn_init();
@@ -84,7 +93,7 @@ TEST(Trigger, ModifiedOnTimesUntilTheNextRegularSample) {
     startTriggerScenario();
     EXPECT_EQ(callsUpTo(0, 19).heater_duration_ms, 0);  // no gas at call 19
     ASSERT_EQ(requestTrigger(), RC_OK);
-    SensorSettings s = callsUpTo(20, 20);  // every input with an interval, 60 s on
+    SensorSettings s = callsUpTo(20, 20);                // every input with an interval, 60 s on
     EXPECT_EQ(s.input_mask, kClimateAndGas | 1u << 21);  // and the modified-heating flag
     EXPECT_EQ(s.heater_duration_ms, 1131);
     EXPECT_EQ(s.heater_temperature_c, 400);

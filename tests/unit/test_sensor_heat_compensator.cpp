@@ -18,23 +18,28 @@ constexpr int64_t kGas = 500 * kSecond;
 TEST(HeatCompensator, TermByGasIntervalInSinglePrecision) {
     // At temperature 0 the result is -h: (0.1101*3+0.1375)/(-0.738*3+9+0.4453) at 300,
     // (0.0737*300+5)/(-3.1914*300+90000+4.1036) at 30000. f64 rounds all three differently.
-    const std::array<uint16_t, 7> intervals = {300, 30000, 100, 300, 1800, 6000, 3000};
-    const std::array<int64_t, 7> since = {3, 300, 1, 3, 18, 60, 30};     // s after the gas step
-    const std::array<float, 7> temperature = {0, 0, 0, 25, 25, 25, 25};  // offset 0.5 at 25
-    const std::array<uint32_t, 7> bits = {0xBD847CB6,
+    // The last case lies 123 ns past 3 s: the square is taken in double precision, so
+    // it differs from the square of the single-precision time (which gives 0xBD847CB4).
+    const std::array<uint16_t, 8> intervals = {300, 30000, 100, 300, 1800, 6000, 3000, 300};
+    const std::array<int64_t, 8> since = {3 * kSecond,  300 * kSecond,    kSecond,
+                                          3 * kSecond,  18 * kSecond,     60 * kSecond,
+                                          30 * kSecond, 3 * kSecond + 123};
+    const std::array<float, 8> temperature = {0, 0, 0, 25, 25, 25, 25, 0};  // offset 0.5 at 25
+    const std::array<uint32_t, 8> bits = {0xBD847CB6,
                                           0xB99F9E32,
                                           0xC0268903,
                                           0x41C37B83,
                                           std::bit_cast<uint32_t>(21.5f),
                                           std::bit_cast<uint32_t>(24.5f),
-                                          std::bit_cast<uint32_t>(24.5f)};
+                                          std::bit_cast<uint32_t>(24.5f),
+                                          0xBD847CB5};
     for (std::size_t i = 0; i < intervals.size(); ++i) {
         SensorHeatCompensator comp;
         const float offset = temperature[i] == 0.0f ? 0.0f : 0.5f;
         const float first = comp.step(kGas, kGas, intervals[i], temperature[i], offset);
         EXPECT_EQ(first, temperature[i] - (intervals[i] == 1800 ? 3.0f : 0.0f) - offset);
-        const float out = comp.step(kNoTimestamp, kGas + since[i] * kSecond, intervals[i],
-                                    temperature[i], offset);
+        const float out =
+            comp.step(kNoTimestamp, kGas + since[i], intervals[i], temperature[i], offset);
         EXPECT_EQ(std::bit_cast<uint32_t>(out), bits[i]) << intervals[i] << ": " << out;
     }
 }
