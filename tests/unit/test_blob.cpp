@@ -43,26 +43,6 @@ int32_t validate(const Blob& blob, uint32_t workSize = kWorkSize) {
     return status;
 }
 
-TEST(Frame, SmallestBlobIsByteExactAndNeedsRoomForTheTrailer) {
-    // Reserved trailer bytes keep what the buffer held.
-    const Blob smallest = {0x04, 0x07, 0x04, 0x01, 0x3D,  0,     0,     0,     0,    0,    0, 0,
-                           0,    0,    0,    0,    kFill, kFill, kFill, kFill, 0xBF, 0x35, 0, 0};
-    EXPECT_EQ(frame({}), smallest);
-    EXPECT_EQ(validate(smallest, 24), RC_OK);
-    EXPECT_EQ(validate(smallest, 23), RC_E_WORK_BUFFER_SMALL);
-
-    std::array<uint8_t, 64> buffer;
-    buffer.fill(kFill);
-    for (uint32_t capacity = 21; capacity < 29; ++capacity) {
-        uint32_t inOut = 21;
-        EXPECT_EQ(vorn::frameSerializedData(buffer.data(), capacity, inOut), RC_E_BLOB_OVERFLOW);
-        EXPECT_EQ(inOut, 21u);
-    }
-    EXPECT_TRUE(allFill(buffer));
-    uint32_t inOut = 15;  // a write position inside the header cannot be framed
-    EXPECT_EQ(vorn::frameSerializedData(buffer.data(), 64, inOut), RC_E_BLOB_LENGTH);
-}
-
 struct Edit {
     const char* what;
     void (*apply)(Blob&);
@@ -102,50 +82,6 @@ INSTANTIATE_TEST_SUITE_P(
         Edit{"last byte non-zero", [](Blob& b) { b.back() = 0x01; }, RC_E_BLOB_CRC},
         Edit{"second-last non-zero", [](Blob& b) { b[b.size() - 2] = 0x80; }, RC_E_BLOB_CRC},
         Edit{"reserved trailer bytes", [](Blob& b) { std::fill_n(b.end() - 8, 4, 0x5A); }, RC_OK}));
-
-TEST(Append, ChecksCapacityThenWorkBufferAndCopiesNothingOnFailure) {
-    std::array<uint8_t, 32> blob;
-    blob.fill(kFill);
-    const std::array<uint8_t, 8> work = {1, 2, 3, 4, 5, 6, 7, 8};
-    uint32_t position = 20, high = 0xFFFFFFFCu;
-    EXPECT_EQ(vorn::append(blob.data(), 24, position, 9, work.data(), 8), RC_E_BLOB_OVERFLOW);
-    EXPECT_EQ(vorn::append(blob.data(), 32, position, 9, work.data(), 8), RC_E_WORK_BUFFER_SMALL);
-    EXPECT_EQ(vorn::append(blob.data(), 32, high, 8, work.data(), 8),
-              RC_E_BLOB_OVERFLOW);  // no wrap
-    EXPECT_EQ(high, 0xFFFFFFFCu);
-    EXPECT_EQ(position, 20u);
-    EXPECT_TRUE(allFill(blob));
-    EXPECT_EQ(vorn::append(blob.data(), 24, position, 4, work.data(), 8), RC_OK);
-    EXPECT_EQ(position, 24u);
-    EXPECT_EQ(Blob(blob.begin() + 19, blob.begin() + 25), (Blob{kFill, 1, 2, 3, 4, kFill}));
-}
-
-TEST(BlobRoundTrip, SectionsComeBackInOrderThroughTheWorkBuffer) {
-    std::array<uint8_t, 64> blob{}, work{};
-    uint32_t size = vorn::kBlobHeaderSize;
-    const uint32_t first =
-        vorn::SectionWriter(5, work.data(), 64).add(1.5f).add(int64_t{9}).finish();
-    ASSERT_EQ(vorn::append(blob.data(), 64, size, first, work.data(), 64), RC_OK);
-    const uint32_t second = vorn::SectionWriter(254, work.data(), 64).add(uint16_t{7}).finish();
-    ASSERT_EQ(vorn::append(blob.data(), 64, size, second, work.data(), 64), RC_OK);
-    ASSERT_EQ(vorn::frameSerializedData(blob.data(), 64, size), RC_OK);
-    ASSERT_EQ(size, 24u + 16u + 6u);
-
-    uint32_t position = 0;
-    ASSERT_EQ(vorn::validateSerialization(blob.data(), size, 64, position), RC_OK);
-    for (const auto& [id, length] : {std::pair<uint8_t, uint32_t>{5, 16}, {254, 6}}) {
-        work.fill(0);
-        uint8_t sectionId = 0;
-        uint32_t sectionLength = 0;
-        ASSERT_EQ(
-            vorn::parse(blob.data(), size, position, work.data(), 64, sectionId, sectionLength),
-            RC_OK);
-        EXPECT_EQ(sectionId, id);
-        EXPECT_EQ(sectionLength, length);
-        EXPECT_EQ(work[0], length);
-    }
-    EXPECT_EQ(position, size - vorn::kBlobTrailerSize);
-}
 
 // One section at position 16 of a blob whose payload is 10 bytes.
 TEST(Parse, BoundsTheSectionByWorkBufferThenPayload) {
