@@ -27,7 +27,7 @@ constexpr float kVapourFactor = 216.7f;
 constexpr float kMinAbsoluteHumidity = 0.01f;  // g/m3: keeps log10 finite
 
 constexpr float kLog10Ratio125 = 0.09691001f;     // log10(1.25): the narrowest band
-constexpr float kLog10Ratio250 = 0.39794f;        // log10(2.5): full rise over settings.riseTime
+constexpr float kLog10Ratio250 = 0.39794f;        // log10(2.5): full rise over the rise time
 constexpr float kLog10Ratio5Over3 = 0.22184873f;  // log10(5/3): band ratio of scale 1
 
 constexpr float kOpenMargin = 0.3f;  // band widening needed before a track can grade 3

@@ -131,12 +131,12 @@ struct GasHumidityBaselineTracker {
 
     // Forget the learnt state and derived values; configuration stays.
     void resetLearning();
-    // Recompute derived.riseStep and derived.relaxFactor from the interval, derived.rangeScale,
-    // settings.riseTime and settings.decayTimeConstant. Anyone who writes those fields directly
+    // Recompute riseStep and relaxFactor from the interval, rangeScale,
+    // riseTime and decayTimeConstant. Anyone who writes those fields directly
     // must call it.
     void refreshFilterCoefficients();
 
-    // Derive derived.stepSeconds, derived.rangeScale and derived.inBandThreshold from a new
+    // Derive stepSeconds, rangeScale and inBandThreshold from a new
     // interval (10 ms units); 65535 or the interval already applied changes nothing.
     void setInterval(uint16_t interval);
     // One step: compensate, learn (when gated in), classify, and write the bounds

@@ -42,8 +42,8 @@ void IaqEstimator::setInterval(uint16_t interval) {
 
 namespace {
 
-// Band-scaled index before its limits: settings.indexOffset at the upper bound, growing by
-// settings.indexScale across the band. A band of zero width is a step to the ceiling.
+// Band-scaled index before its limits: indexOffset at the upper bound, growing by
+// indexScale across the band. A band of zero width is a step to the ceiling.
 float bandScaledIndex(float upper, float lower, float x, float scale, float offset, float ceiling) {
     const float width = upper - lower;
     if (width == 0.0f) return x >= upper ? offset : ceiling;

@@ -6,8 +6,8 @@
 // - A configuration or state section shorter than its fields is refused with
 //   RC_E_SECTION_SHORT and changes nothing (as does a wrong id, RC_E_SECTION_UNKNOWN).
 // - A band of zero width (an imported state can carry one) never yields NaN or
-//   infinity: with U1 = L1 the band-scaled index is settings.indexOffset at or above U1 and
-//   settings.indexUpperLimit below it (then bounded and blended like any index); with
+//   infinity: with U1 = L1 the band-scaled index is indexOffset at or above U1 and
+//   indexUpperLimit below it (then bounded and blended like any index); with
 //   U2 = L2 the percentage is 0 at or above U2 and 100 below it.
 #pragma once
 
@@ -87,7 +87,7 @@ struct IaqEstimator {
     // Back to the resting index: the held indices are all the estimator learns.
     void resetLearning();
 
-    // Recompute derived.fixedSlope, derived.expLogSlope and derived.expLogIntercept for the
+    // Recompute fixedSlope, expLogSlope and expLogIntercept for the
     // interval (10 ms units); 65535 changes nothing, any other value always recomputes.
     void setInterval(uint16_t interval);
     // One step from the bounds, the compensated value and the continuous-time

@@ -10,7 +10,7 @@ namespace vorn {
 namespace {
 
 constexpr double kNanosPerSecond = 1e9;
-constexpr uint16_t kFixedTermInterval = 1800;  // uses settings.fixedCompensation
+constexpr uint16_t kFixedTermInterval = 1800;  // uses the fixed compensation
 constexpr int kNoClass = -1;
 
 // Gas intervals (10 ms units) that have fitted coefficients, with their index

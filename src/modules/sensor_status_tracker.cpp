@@ -51,7 +51,7 @@ void SensorStatusTracker::step(int64_t t, uint8_t& accumulatedFlag, uint8_t& con
         learnt.lastTimestamp = t;
     }
 
-    // Here 0 <= t - learnt.lastTimestamp <= derived.maxGap, so the difference cannot overflow.
+    // Here 0 <= t - lastTimestamp <= maxGap, so the difference cannot overflow.
     const auto increment = static_cast<float>(t - learnt.lastTimestamp);
     if (!learnt.accumulatedTimeReached) {
         learnt.accumulatedTime += increment;

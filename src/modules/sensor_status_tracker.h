@@ -6,7 +6,7 @@
 // Decisions where the contract leaves room:
 // - A configuration or state section shorter than its fields is refused with
 //   RC_E_SECTION_SHORT and changes nothing.
-// - settings.gapFactor is stored as read, never range-checked. Only positive values are
+// - gapFactor is stored as read, never range-checked. Only positive values are
 //   meaningful: 0 gives a gap limit of 0 ns, so every step with a new time stamp is an
 //   interruption; a negative value is taken as its 32-bit two's complement and wraps
 //   to a gap limit of many days (about 248 days for -1 at interval 300).
@@ -71,11 +71,11 @@ struct SensorStatusTracker {
     // progress (0..1) out. Earlier or repeated time stamps are not errors: earlier is
     // an interruption, equal a continuous step of length 0.
     void step(int64_t t, uint8_t& accumulatedFlag, uint8_t& continuousFlag, float& progress);
-    // Derive derived.maxGap and derived.continuousTimeRequired from the interval (10 ms units), or
+    // Derive maxGap and continuousTimeRequired from the interval (10 ms units), or
     // stop the continuous clock for 65535 (the accumulated clock is kept).
     void setInterval(uint16_t interval);
 
-    // Reading a configuration does not re-derive derived.maxGap.
+    // Reading a configuration does not re-derive maxGap.
     VORN_SECTION_FIELDS(kChannelId, VORN_STATUS_TRACKER_CONFIGURATION, VORN_STATUS_TRACKER_STATE)
 };
 
