@@ -65,6 +65,10 @@ INSTANTIATE_TEST_SUITE_P(
                 RC_W_OUTPUT_ID_IGNORED,
                 true},
         Request{"LaterWarningWins", {{1, 0.3f}, {0, 1.0f}}, RC_W_OUTPUT_ID_IGNORED, false},
+        Request{"RecordsAfterAWarningAreDropped",
+                {{5, 1.0f}, {1, kRate3s}},
+                RC_W_OUTPUT_ID_IGNORED,
+                false},
         Request{"ZeroOnlyFirstIsTrigger", {{2, kRate3s}, {1, 0.0f}}, RC_E_RATE_ZERO, false}),
     [](const auto& param) { return std::string(param.param.name); });
 
