@@ -4,7 +4,8 @@ notice it. A test file that is the only one to catch some fault earns its keep; 
 catches nothing alone is a candidate for folding into the others.
 
 Fault list lines:  id | path | original text | replacement | why it is plausible
-(the original must occur exactly once in the file; blank lines and # comments skipped).
+(the original must occur exactly once in the file; blank lines and # comments skipped;
+in the two texts \\n stands for a line break and \\| for a bar).
 """
 
 import argparse
@@ -25,7 +26,10 @@ def parse_faults(path):
         parts = [p.strip() for p in line.split(" | ")]
         if len(parts) != 5:
             sys.exit(f"{path}:{number}: want 'id | path | original | replacement | why'")
-        faults.append(dict(zip(("id", "path", "original", "replacement", "why"), parts)))
+        fault = dict(zip(("id", "path", "original", "replacement", "why"), parts))
+        for key in ("original", "replacement"):
+            fault[key] = fault[key].replace("\\n", "\n").replace("\\|", "|")
+        faults.append(fault)
     return faults
 
 

@@ -65,8 +65,8 @@ constexpr float bandRatio(uint16_t interval) {
       "learnt upper bound of compensated log gas, track 1 / 2")                                  \
     X(robust_min, learnt.robustMin, None, -3.4e38, 3.4e38,                                       \
       "learnt lower bound, track 1 / 2 (0: not seeded)")                                         \
-    X(learnt.reserved1, learnt.reserved1, None, 0, 65535, "carried, unused")                     \
-    X(learnt.reserved2, learnt.reserved2, None, 0, 65535, "carried, unused")                     \
+    X(reserved1, learnt.reserved1, None, 0, 65535, "carried, unused")                            \
+    X(reserved2, learnt.reserved2, None, 0, 65535, "carried, unused")                            \
     X(sample_interval, derived.samplIntvl, Interval, 0, 65535,                                   \
       "interval the derived values belong to")                                                   \
     X(in_band_count, learnt.inBandCount, None, 0, 255, "consecutive in-band steps, track 1 / 2") \
