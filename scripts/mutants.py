@@ -38,6 +38,11 @@ def run(cmd, cwd, timeout=None):
                           text=True, timeout=timeout)
 
 
+def plain(name):
+    """A test's name without the parameter dump GoogleTest appends (it holds addresses)."""
+    return name.split("  # ", 1)[0]
+
+
 def test_files(build):
     """CTest test name -> the test file it belongs to (an executable's or script's name)."""
     listing = json.loads(run(["ctest", "--show-only=json-v1"], build).stdout)
@@ -49,7 +54,7 @@ def test_files(build):
         if exe.startswith(("python", "bash", "sh", "cmake")):
             scripts = [a for a in command[1:] if a.endswith((".py", ".sh", ".cmake"))]
             owner = os.path.basename(scripts[0]) if scripts else test["name"]
-        owners[test["name"]] = owner
+        owners[plain(test["name"])] = owner
     return owners
 
 
@@ -60,7 +65,7 @@ def failing_tests(build, jobs):
     run(["ctest", "-j", str(jobs), "-LE", "slow", "--timeout", "300"], build)
     if not log.exists():
         return set()
-    return {line.split(":", 1)[1] for line in log.read_text().splitlines() if ":" in line}
+    return {plain(line.split(":", 1)[1]) for line in log.read_text().splitlines() if ":" in line}
 
 
 def main():
