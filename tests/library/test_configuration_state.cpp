@@ -48,6 +48,10 @@ TEST(Blobs, ExportRefusalsWriteNothingPastTheCapacity) {
         EXPECT_TRUE(e.blob.empty() && !e.overrun);
         EXPECT_EQ(e.status, c.status) << c.capacity << " / " << c.work;
     }
+    // Exactly enough room: the largest section fills the work buffer, the blob its array.
+    const Export exact = exportInto(kConfiguration, 454, 229);
+    EXPECT_EQ(exact.status, RC_OK);
+    EXPECT_EQ(exact.blob, exportBlob(kConfiguration));
     uint8_t blob[600], work[600];
     uint32_t size = 9;
     EXPECT_EQ(vorn_get_configuration(1, blob, 600, work, 600, &size), RC_E_SERIALIZE_REQUEST);
