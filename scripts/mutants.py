@@ -89,11 +89,11 @@ def main():
         for stale_file in [p for p in tree.rglob("*") if p.is_file()]:
             if str(stale_file.relative_to(tree)) not in files:
                 stale_file.unlink()
-    for name in files:  # refresh the scratch copy, keeping timestamps of unchanged files
+    for name in files:  # refresh the scratch copy; unchanged files keep their time stamps
         src, dst = root / name, tree / name
         if src.is_file() and (not dst.exists() or dst.read_bytes() != src.read_bytes()):
             dst.parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy2(src, dst)
+            shutil.copyfile(src, dst)  # a new time stamp: the build must see the change
     print(f"== building the scratch copy in {build}", flush=True)
     build.mkdir(parents=True, exist_ok=True)
     if run(["cmake", "-S", str(tree), "-B", str(build), "-DCMAKE_BUILD_TYPE=Release"], tree).returncode:
