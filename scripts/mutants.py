@@ -93,7 +93,7 @@ def main():
         src, dst = root / name, tree / name
         if src.is_file() and (not dst.exists() or dst.read_bytes() != src.read_bytes()):
             dst.parent.mkdir(parents=True, exist_ok=True)
-            shutil.copyfile(src, dst)  # a new time stamp: the build must see the change
+            shutil.copy(src, dst)  # mode kept, a new time stamp: the build sees the change
     print(f"== building the scratch copy in {build}", flush=True)
     build.mkdir(parents=True, exist_ok=True)
     if run(["cmake", "-S", str(tree), "-B", str(build), "-DCMAKE_BUILD_TYPE=Release"], tree).returncode:
