@@ -94,6 +94,11 @@ def main():
         if src.is_file() and (not dst.exists() or dst.read_bytes() != src.read_bytes()):
             dst.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(src, dst)  # mode kept, a new time stamp: the build sees the change
+    # A run stopped while a fault was planted leaves objects built from it: rebuild that file.
+    marker = pathlib.Path(args.work) / "planted"
+    if marker.exists():
+        (tree / marker.read_text()).touch()
+        marker.unlink()
     print(f"== building the scratch copy in {build}", flush=True)
     build.mkdir(parents=True, exist_ok=True)
     if run(["cmake", "-S", str(tree), "-B", str(build), "-DCMAKE_BUILD_TYPE=Release"], tree).returncode:
@@ -114,6 +119,7 @@ def main():
             print(f"{fault['id']:>4}  STALE: the original text is not in {fault['path']} exactly once")
             continue
         start = time.time()
+        marker.write_text(fault["path"])
         path.write_text(original.replace(fault["original"], fault["replacement"]))
         try:
             if run(["cmake", "--build", str(build), "-j", str(args.jobs)], tree).returncode:
@@ -126,6 +132,7 @@ def main():
             print(f"{fault['id']:>4}  {time.time() - start:5.0f} s  {verdict}", flush=True)
         finally:
             path.write_text(original)
+            marker.unlink()
     run(["cmake", "--build", str(build), "-j", str(args.jobs)], tree)
 
     judged = len(caught_by)
