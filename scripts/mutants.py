@@ -126,7 +126,9 @@ def main():
                 broken.append(fault["id"])
                 print(f"{fault['id']:>4}  DOES NOT BUILD")
                 continue
-            files_failing = sorted({owners.get(t, t) for t in failing_tests(build, args.jobs)})
+            failing = failing_tests(build, args.jobs)
+            owners.update(test_files(build))  # parameterised names change with every build
+            files_failing = sorted({owners.get(t, t) for t in failing})
             caught_by[fault["id"]] = files_failing
             verdict = ", ".join(files_failing) if files_failing else "SURVIVES"
             print(f"{fault['id']:>4}  {time.time() - start:5.0f} s  {verdict}", flush=True)
