@@ -35,6 +35,10 @@ TEST(DoSteps, BadInputRejectsTheWholeCall) {
     const Step bounds = step({sample(IN_TEMPERATURE, kT, 125.0f), sample(IN_HUMIDITY, kT + 1, 0.0f),
                               sample(IN_GAS_RESISTANCE, kT, 13200000.0f)});
     EXPECT_EQ(bounds.status, RC_OK);
+    EXPECT_EQ(step({sample(IN_TEMPERATURE, 2 * kT, -65.0f), sample(IN_PRESSURE, 2 * kT, 0.0f),
+                    sample(IN_GAS_RESISTANCE, 2 * kT, 170.0f)})
+                  .status,
+              RC_OK);  // the lower ends are accepted too
     uint8_t n = 4;
     OutputSample out[4];
     EXPECT_EQ(vorn_do_steps(nullptr, 2, out, &n), RC_E_INPUT_ID);

@@ -44,6 +44,16 @@ TEST(HeatCompensator, TermByGasIntervalInSinglePrecision) {
     }
 }
 
+// (temperature - term) - offset, in that order: the other grouping differs in the
+// last bit here (0x428B3982).
+TEST(HeatCompensator, OffsetIsSubtractedAfterTheTerm) {
+    SensorHeatCompensator comp;
+    const float temperature = std::bit_cast<float>(0x428FADD1u);  // 71.839485
+    const float offset = std::bit_cast<float>(0xBF45D83Fu);       // -0.7728309
+    EXPECT_EQ(std::bit_cast<uint32_t>(comp.step(kGas, kGas, 1800, temperature, offset)),
+              0x428B3981u);
+}
+
 TEST(HeatCompensator, GasReferenceMovesAfterTheTermAndSurvivesExtremeStamps) {
     SensorHeatCompensator comp;
     SensorHeatCompensator reference;

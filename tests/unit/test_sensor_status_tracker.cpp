@@ -72,7 +72,9 @@ TEST(StatusTracker, InterruptionsResetOnlyTheContinuousClockAndNeverWrap) {
     SensorStatusTracker tracker = trackerAt(300, -1);  // a gap limit of 248 days
     tracker.settings.accumulatedTimeRequired = 1.0e12f;
     for (int64_t t = 1; t <= 3; ++t) step(tracker, t * 3 * kSecond);
+    tracker.learnt.continuousTimeReached = true;
     tracker.setInterval(kIntervalOff);
+    EXPECT_FALSE(tracker.learnt.continuousTimeReached);
     EXPECT_EQ(tracker.learnt.lastTimestamp, 0);
     EXPECT_EQ(tracker.learnt.continuousTime, 0.0f);
     EXPECT_EQ(tracker.learnt.accumulatedTime, 6.0e9f);  // kept across the stop
