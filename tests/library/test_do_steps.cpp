@@ -76,11 +76,11 @@ TEST(DoSteps, OrderOverflowAndWarningPrecedence) {
     s = step({sample(IN_TEMPERATURE, 0, 20.0f), sample(IN_PRESSURE, kT, 9.0f)});
     EXPECT_EQ(s.status, RC_W_INPUT_REPEATED);
     const InputSample repeated = sample(IN_PRESSURE, kT, 20.0f);
-    uint8_t n = 0;
-    EXPECT_EQ(vorn_do_steps(&repeated, 1, nullptr, &n), RC_W_NO_OUTPUT_ROOM);  // later wins
-    s = step({repeated});  // the same sample again: the first value stays, nothing is new
+    s = step({repeated});  // the same time stamp again: the first value stays, nothing is new
     EXPECT_EQ(s.status, RC_W_INPUT_REPEATED);
     EXPECT_TRUE(s.outputs.empty());
+    uint8_t n = 0;
+    EXPECT_EQ(vorn_do_steps(&repeated, 1, nullptr, &n), RC_W_NO_OUTPUT_ROOM);  // later wins
 
     OutputSample out[255];  // records are cleared up to the capacity, the last byte kept
     std::memset(out, 0xAB, sizeof out);

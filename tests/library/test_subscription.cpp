@@ -51,6 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
         Request{"Accepted", {{1, kRate3s}}, RC_OK, true},
         Request{"Empty", {}, RC_W_NOTHING_REQUESTED, false},
         Request{"OutsideTolerance", {{1, 0.3f}}, RC_E_RATE_NOT_ALLOWED, false},
+        Request{"JustOutsideOnePercent", {{1, 100.0f / 296}}, RC_E_RATE_NOT_ALLOWED, false},
         Request{"RateZero", {{1, kRate3s}, {3, 0.0f}}, RC_E_RATE_ZERO, false},
         Request{"NotANumber", {{1, std::nanf("")}}, RC_E_RATE_RANGE, false},
         Request{"Duplicate", {{1, kRate3s}, {1, kRate3s}}, RC_E_OUTPUT_DUPLICATE, false},
