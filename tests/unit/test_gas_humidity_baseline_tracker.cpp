@@ -165,12 +165,23 @@ TEST_F(Tracker, GradingCountsInBandStepsAndSaturates) {
     EXPECT_EQ(t.learnt.robustMax[0], 5.5f);
 }
 
+TEST_F(Tracker, LowerBoundStaysANarrowestBandBelowTheUpper) {
+    t.learnt.robustMax = {5.0f, 5.0f};
+    t.derived.relaxFactor = {0.5f, 0.5f};
+    float lower = 4.0f;
+    t.filterRobustMaxMin(lower, true, 1, 10.0f);  // relaxing halfway up would reach 7
+    EXPECT_EQ(lower, 5.0f - y());
+}
+
 TEST_F(Tracker, SettledTrackToleratesANarrowerBandAtItsCentre) {
     struct Case {
         float previous, xOffset, status;  // x = l + xOffset * width
     };
     const float width = 1.2f * y();
-    for (const Case c : {Case{3.0f, 0.5f, 3.0f}, Case{2.0f, 0.5f, 1.0f}, Case{3.0f, 0.02f, 1.0f}}) {
+    // Off the centre the tolerance shrinks with the square of the distance: an eighth of
+    // the band in still passes, a fiftieth does not.
+    for (const Case c : {Case{3.0f, 0.5f, 3.0f}, Case{2.0f, 0.5f, 1.0f}, Case{3.0f, 0.125f, 3.0f},
+                         Case{3.0f, 0.02f, 1.0f}}) {
         t.learnt.robustMax = {5.0f + width, 5.0f + width};
         t.learnt.robustMin = {5.0f, 5.0f};
         t.learnt.trackStatus = {c.previous, c.previous};

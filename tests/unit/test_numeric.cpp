@@ -16,7 +16,9 @@ TEST(Roundd, HalvesAwayFromZeroAndHugeValuesUnchanged) {
     constexpr double kInf = std::numeric_limits<double>::infinity();
     const std::pair<double, double> cases[] = {
         {2.5, 3.0},
+        {0.5, 1.0},
         {-2.5, -3.0},
+        {-2.4, -2.0},
         {-0.5, -1.0},
         {1.4999999999999998, 1.0},
         {0.49999999999999994, 0.0},  // x + 0.5 rounds up to 1.0 in double
