@@ -65,6 +65,8 @@ TEST_F(HostEntry, FirstCallInEmptyDirectoryWritesValuesAndCreatesStateFile) {
     HostValues out = kSentinel;
     EXPECT_EQ(callHost(kStart, out, kIndoor), 0);
     EXPECT_EQ(out[2], 23.0f) << "the compensated temperature starts at the truncated 23.9";
+    // Compensated at the temperature it was measured at, the humidity is the truncated 45.9.
+    EXPECT_NEAR(out[3], 45.0f, 1e-4f);
     const Bytes file = readFile(kStateFile);
     ASSERT_EQ(file.size(), 4 + kStateSize);
     EXPECT_EQ(std::string(file.begin(), file.begin() + 4), "139\n");
