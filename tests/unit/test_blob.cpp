@@ -1,6 +1,6 @@
-// Blob framing and import checks. A blob comes from storage the library does not
-// control: each check in its order of precedence, the accepted wildcard values, and
-// every bound that keeps a copy inside its buffer.
+// Blob framing, import checks and the checksum. A blob comes from storage the library
+// does not control: each check in its order of precedence, the accepted wildcard
+// values, and every bound that keeps a copy inside its buffer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,9 +10,15 @@
 
 #include "blobs.h"
 #include "serialization/blob_frame.h"
+#include "serialization/crc.h"
 #include "serialization/section.h"
 
 namespace {
+
+// The checksum: its table and its check value over "123456789".
+static_assert(vorn::kCrcTable[1] == 0x1189 && vorn::kCrcTable[255] == 0x0F78);
+constexpr std::array<uint8_t, 9> kCheckInput = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+static_assert(vorn::crcCcitt2(kCheckInput.data(), 9) == 0x906E);
 
 using vorn_test::reseal;
 constexpr uint8_t kFill = 0xA5;
