@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "identifiers/identifiers.h"
 #include "vorn/vorn.h"
 
 namespace vorn_test {
@@ -21,8 +22,13 @@ inline constexpr int64_t kDay = 24 * kHour;
 inline constexpr int64_t kStartNs = 1'700'000'000 * kSecond;  // a wall-clock epoch
 inline constexpr float kRate3s = 0.33333f;                    // interval 300, the host's rate
 inline constexpr float kRate300s = 1.0f / 300;                // interval 30000
-inline constexpr uint8_t kHostOutputs[] = {1, 14, 7, 15, 9, 6, 8, 2, 3, 4};
-inline constexpr uint8_t kAllOutputs[] = {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21};
+// The host layer's ten outputs in its order, and every output, from the identifier table.
+inline constexpr const auto& kHostOutputs = vorn::kHostOutputs;
+inline constexpr auto kAllOutputs = [] {
+    std::array<uint8_t, vorn::kOutputTable.size()> ids{};
+    for (size_t i = 0; i < ids.size(); ++i) ids[i] = static_cast<uint8_t>(vorn::kOutputTable[i].id);
+    return ids;
+}();
 
 // a + b modulo 2^64, as the library's clock arithmetic: no signed overflow.
 inline int64_t wrapAdd(int64_t a, int64_t b) {
