@@ -210,22 +210,15 @@ struct Session {
         if (status < 0 && status != RC_E_REQUIRED_ROOM) FUZZ_CHECK(takeSnapshot() == before);
     }
 
+    // A subscription a real client makes: the host's outputs or all of them at a rate
+    // the library allows, or everything off.
     void opSubscribeSensible() {
-        struct Plan {
-            float rate;
-            std::array<uint8_t, 14> ids;
-            uint8_t n;
-        };
-        static constexpr Plan kPlans[] = {
-            {0.33333f, {1, 14, 7, 15, 9, 6, 8, 2, 3, 4}, 10},
-            {0.33333f, {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 14},
-            {1.0f / 300.0f, {1, 2, 3, 4, 12, 13, 18, 21}, 8},
-            {1.0f, {1, 2, 3, 4, 14, 15, 6, 9, 12, 13}, 10},
-            {1.0f / 18.0f, {1, 12, 13, 14, 15}, 5},
-            {VORN_RATE_DISABLED, {1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 14},
-        };
-        const Plan& p = kPlans[fdp.ConsumeIntegralInRange<size_t>(0, std::size(kPlans) - 1)];
-        FUZZ_CHECK(isSubscriptionStatus(subscribeAll(p.rate, p.ids.data(), p.n)));
+        const bool host = fdp.ConsumeBool();
+        const float rate = pick<float>(
+            {vorn_test::kRate3s, vorn_test::kRate300s, 1.0f, 1.0f / 18.0f, VORN_RATE_DISABLED});
+        FUZZ_CHECK(
+            isSubscriptionStatus(host ? vorn_test::subscribeAll(vorn_test::kHostOutputs, rate)
+                                      : vorn_test::subscribeAll(vorn_test::kAllOutputs, rate)));
     }
 
     void opSensorControl() {

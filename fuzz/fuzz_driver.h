@@ -70,11 +70,6 @@ struct Driver {
     }
 };
 
-// Subscribe `n` of `ids` at one rate; returns the status.
-inline int32_t subscribeAll(float rate, const uint8_t* ids, uint8_t n) {
-    return vorn_test::subscribeAll({ids, n}, rate);
-}
-
 // The host's ten outputs at 1/3 Hz.
 inline int32_t subscribeLowPower() {
     return vorn_test::subscribeAll(vorn_test::kHostOutputs, vorn_test::kRate3s);

@@ -6,12 +6,14 @@
 //   VORN_BITEXACT_RECORD=1 ./test_bitexact
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,17 +45,17 @@ struct Week {
     bool midweekReset;  // vorn_reset_output(OUT_IAQ_INDEX) at day 3, noon
 };
 
-Scenario weekOf(std::vector<uint8_t> outputs, float rate, std::optional<float> offset = {}) {
-    Scenario s(std::move(outputs), rate, kDays * kDay);
+Scenario weekOf(std::span<const uint8_t> outputs, float rate, std::optional<float> offset = {}) {
+    Scenario s({outputs.begin(), outputs.end()}, rate, kDays * kDay);
     s.temperatureOffset = offset;
     return s;
 }
 
 const Week kWeeks[] = {
-    {"host_outputs_daily_reload", weekOf({1, 14, 7, 15, 9, 6, 8, 2, 3, 4}, 0.33333f), true, false},
-    {"all_outputs_offset_reset",
-     weekOf({1, 2, 3, 4, 6, 7, 8, 9, 12, 13, 14, 15, 18, 21}, 0.33333f, 0.5f), false, true},
-    {"iaq_chain_every_300s", weekOf({1, 2, 3, 4, 14, 15, 18, 21}, 1.0f / 300), true, false},
+    {"host_outputs_daily_reload", weekOf(kHostOutputs, kRate3s), true, false},
+    {"all_outputs_offset_reset", weekOf(kAllOutputs, kRate3s, 0.5f), false, true},
+    {"iaq_chain_every_300s", weekOf(std::array<uint8_t, 8>{1, 2, 3, 4, 14, 15, 18, 21}, kRate300s),
+     true, false},
 };
 
 struct Result {
