@@ -1,24 +1,26 @@
-// The tools' reading of the blob layout, checked against what the library exports
-// and refuses, the value parser of `config set`, and the state-file loader.
+// The tools' own readers against the library: a damaged blob must be refused with
+// the code the library gives and a reason naming the fault, an odd one the library
+// accepts must be accepted; numbers and output lists as `replay` parses them.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <charconv>
+#include <cmath>
 
-#include "blob_file.h"
 #include "blob_schema.h"
 #include "blobs.h"
+#include "csv.h"
+#include "names.h"
 #include "tool_error.h"
-#include "tool_test_support.h"
 #include "vorn/vorn.h"
 
 namespace vorn::tools {
 namespace {
 
 using Blob = std::vector<uint8_t>;
-constexpr auto kConfig = BlobKind::Configuration, kState = BlobKind::State;
 
 vorn_test::BlobKind libraryKind(BlobKind kind) {
-    return kind == kConfig ? vorn_test::BlobKind::Configuration : vorn_test::BlobKind::State;
+    return kind == BlobKind::Configuration ? vorn_test::BlobKind::Configuration
+                                           : vorn_test::BlobKind::State;
 }
 
 Blob exportDefault(BlobKind kind) {
@@ -31,69 +33,12 @@ int32_t libraryImport(const Blob& blob, BlobKind kind) {
     return vorn_test::importBlob(libraryKind(kind), blob, kToolWorkBytes);
 }
 
-std::string valueOf(const Blob& blob, BlobKind kind, const char* section, const char* field) {
-    const SectionLayout* layout = findSection(kind, std::string_view(section));
-    for (const auto& s : checkBlob(blob, kind).view.sections) {
-        if (s.id != layout->id) continue;
-        const FieldLayout* f = findField(*layout, field);
-        std::string text;
-        for (int i = 0; i < f->count; ++i) {
-            if (i > 0) text += ',';
-            text += formatScalar(readElement(std::span(blob).subspan(s.offset, s.length), *f, i));
-        }
-        return text;
-    }
-    return "<no section>";
-}
-
-TEST(BlobSchema, DefaultBlobsDecodeWithValuesInTheRightPlaces) {
-    struct Case {
-        BlobKind kind;
-        size_t size;
-        Blob ids;
-    };
-    for (const Case& c :
-         {Case{kConfig, 454, {1, 2, 3, 5, 9, 10, 254}}, Case{kState, 139, {1, 2, 3, 5, 9, 10}}}) {
-        const auto blob = exportDefault(c.kind);
-        const BlobCheck check = checkBlob(blob, c.kind);
-        ASSERT_EQ(check.status, RC_OK) << check.problem;
-        EXPECT_EQ(blob.size(), c.size);
-        EXPECT_TRUE(check.view.notes.empty());
-        Blob ids;
-        for (const auto& s : check.view.sections) {
-            ids.push_back(s.id);
-            EXPECT_EQ(s.length, s.layout->length) << s.layout->name;
-        }
-        EXPECT_EQ(ids, c.ids);
-    }
-    const struct {
-        BlobKind kind;
-        const char *section, *field, *value;
-    } table[] = {
-        {kConfig, "baseline_tracker", "decay_time_constant", "86400,64800000"},
-        {kConfig, "iaq", "index_scale", "225"},
-        {kConfig, "heat_compensator", "coeff_d", "4.1036,0,0,0.4453,-1.0409"},
-        {kConfig, "hyper", "heater_duration_ms", "1943,900,197,1116"},
-        {kConfig, "hyper", "allowed_intervals.passthrough_temperature", "100,30000,300,1800,6000,1500"},
-        {kConfig, "hyper", "base_interval", "30000"},
-        {kState, "baseline_tracker", "in_band_count", "2,2"},
-        {kState, "iaq", "held_index", "25"},
-        {kState, "heat_compensator", "prev_gas_timestamp", "9223372036854775807"},
-    };
-    const Blob config = exportDefault(kConfig), state = exportDefault(kState);
-    for (const auto& e : table) {
-        EXPECT_EQ(valueOf(e.kind == kConfig ? config : state, e.kind, e.section, e.field), e.value)
-            << e.section << "." << e.field;
-    }
-}
-
-// The tools must refuse what the library refuses, with the same code.
 struct Damage {
     const char* name;
     void (*apply)(Blob& blob);
     bool reframe;  // recompute length and CRC afterwards, to reach the section checks
     int32_t status;
-    const char* mentions;
+    const char* mentions;  // in the problem, or in the notes of an accepted blob
 };
 
 const Damage kDamage[] = {
@@ -112,78 +57,77 @@ const Damage kDamage[] = {
          b.erase(b.begin() + 121, b.begin() + 123);
      },
      true, RC_E_SECTION_SHORT, "fields need 12"},
+    // Accepted: reserved bytes, version "any" and kind 0x00000000FFFFFFFF, spare bytes.
+    {"ReservedBytes",
+     [](Blob& b) {
+         b[b.size() - 8] ^= 0xAA, b[19] ^= 0x55;
+         std::fill_n(b.begin(), 8, 0xFF);
+     },
+     true, RC_OK, ""},
+    {"SectionLongerThanFields",
+     [](Blob& b) {
+         b[111] = 14;
+         b.insert(b.begin() + 123, 2, 7);
+     },
+     true, RC_OK, "2 more than its fields"},
 };
 
 class BlobDamage : public ::testing::TestWithParam<Damage> {};
 
-TEST_P(BlobDamage, RefusedWithTheLibrarysCodeAndAReason) {
+TEST_P(BlobDamage, JudgedLikeTheLibraryWithAReason) {
     const Damage& d = GetParam();
-    auto blob = exportDefault(kState);
+    auto blob = exportDefault(BlobKind::State);
     d.apply(blob);
     if (d.reframe) reframe(blob);
-    const BlobCheck check = checkBlob(blob, kState);
-    EXPECT_EQ(check.status, d.status) << check.problem;
-    EXPECT_TRUE(testing::has(check.problem, d.mentions)) << check.problem;
-    EXPECT_EQ(libraryImport(blob, kState), d.status);
+    const BlobCheck check = checkBlob(blob, BlobKind::State);
+    std::string said = check.problem;
+    for (const auto& note : check.view.notes) said += note;
+    EXPECT_EQ(check.status, d.status) << said;
+    EXPECT_NE(said.find(d.mentions), std::string::npos) << said;
+    EXPECT_EQ(libraryImport(blob, BlobKind::State), d.status);
 }
 
 INSTANTIATE_TEST_SUITE_P(State, BlobDamage, ::testing::ValuesIn(kDamage),
                          [](const auto& p) { return std::string(p.param.name); });
 
-TEST(BlobSchema, AcceptedOdditiesAreAcceptedAndNoted) {
-    auto blob = exportDefault(kState);
-    blob[blob.size() - 8] ^= 0xAA;      // a reserved trailer byte
-    blob[19] ^= 0x55;                   // the reserved byte of the first section header
-    std::memset(blob.data(), 0xFF, 8);  // version "any", kind 0x00000000FFFFFFFF
-    reframe(blob);
-    EXPECT_EQ(checkBlob(blob, kState).status, RC_OK);
-    EXPECT_EQ(libraryImport(blob, kState), RC_OK);
-
-    // A state blob of a bare hyper header, then an iaq section longer than its fields.
-    Blob odd(16, 0);
-    const Blob sections = {4, 0, 254, 0, 14, 0, 2, 0, 0, 0, 200, 65, 0, 0, 200, 65, 7, 7};
-    odd.insert(odd.end(), sections.begin(), sections.end());
-    odd.resize(odd.size() + 8, 0);
-    reframe(odd);
-    odd[0] = 4, odd[1] = 7, odd[2] = 4, odd[3] = 1, odd[4] = 61;
-    reframe(odd);
-    const BlobCheck check = checkBlob(odd, kState);
-    ASSERT_EQ(check.status, RC_OK) << check.problem;
-    EXPECT_EQ(libraryImport(odd, kState), RC_OK);
-    ASSERT_EQ(check.view.notes.size(), 2u);
-    EXPECT_TRUE(testing::has(check.view.notes[0], "hyper section"));
-    EXPECT_TRUE(testing::has(check.view.notes[1], "2 more than its fields"));
-
-    for (const BlobKind kind : {kConfig, kState}) {  // the wrong kind is named
-        const BlobKind other = kind == kConfig ? kState : kConfig;
-        const BlobCheck wrong = checkBlob(exportDefault(kind), other);
-        EXPECT_EQ(wrong.status, RC_E_SECTION_SHORT);
+TEST(BlobSchema, ABlobOfTheOtherKindIsRefusedLikeTheLibraryDoes) {
+    for (const BlobKind kind : {BlobKind::Configuration, BlobKind::State}) {
+        const BlobKind other =
+            kind == BlobKind::Configuration ? BlobKind::State : BlobKind::Configuration;
+        EXPECT_EQ(checkBlob(exportDefault(kind), other).status, RC_E_SECTION_SHORT);
         EXPECT_EQ(libraryImport(exportDefault(kind), other), RC_E_SECTION_SHORT);
-        EXPECT_TRUE(testing::has(wrong.problem, kind == kConfig ? "is this a configuration blob?"
-                                                                : "is this a state blob?"));
     }
 }
 
-class BlobFileTest : public testing::ScratchDir {};
-
-TEST_F(BlobFileTest, StateFilesAndRawBlobsAreToldApartAndChecked) {
-    const auto blob = exportDefault(kState);
-    saveBlobFile(path("savedState.dat"), blob, true);
-    saveBlobFile(path("raw.bin"), blob, false);
-    EXPECT_EQ(testing::readFile(path("savedState.dat")).substr(0, 4), "139\n");
-    for (const bool dat : {true, false}) {
-        const BlobFile file = loadBlobFile(path(dat ? "savedState.dat" : "raw.bin"));
-        EXPECT_EQ(file.stateFileFormat, dat);
-        EXPECT_EQ(file.blob, blob);
+TEST(Csv, NumbersAndOutputLists) {
+    double v = 0;
+    EXPECT_TRUE(parseNumber(" 12.5\r", v) && v == 12.5);
+    EXPECT_TRUE(parseNumber("+3e2", v) && v == 300.0);
+    EXPECT_TRUE(parseNumber("nan", v) && std::isnan(v));
+    for (const char* bad : {"", " ", "1,5", "12abc", "0x10", "--1"}) {
+        EXPECT_FALSE(parseNumber(bad, v)) << bad;
     }
-    const std::string bytes(blob.begin(), blob.end());
-    for (const std::string& bad : {"140\n" + bytes, "139" + bytes}) {
-        testing::writeFile(path("bad.dat"), bad);
-        EXPECT_THROW(loadBlobFile(path("bad.dat")), ToolError);
+    // The fast path for plain decimals must give exactly what std::from_chars gives.
+    uint64_t state = 12345;
+    auto next = [&state] {
+        return state = state * 6364136223846793005ull + 1442695040888963407ull;
+    };
+    for (int i = 0; i < 200000; ++i) {
+        const int digits = 1 + static_cast<int>(next() >> 60);
+        const int point = static_cast<int>((next() >> 58) % (digits + 1));
+        std::string text = (next() >> 63) ? "-" : "";
+        for (int d = 0; d < digits; ++d) {
+            if (d == point && d > 0) text += '.';
+            text += static_cast<char>('0' + (next() >> 33) % 10);
+        }
+        double fast = 0, reference = 0;
+        ASSERT_TRUE(parseNumber(text, fast)) << text;
+        std::from_chars(text.data(), text.data() + text.size(), reference);
+        ASSERT_TRUE(fast == reference && std::signbit(fast) == std::signbit(reference)) << text;
     }
-    EXPECT_THROW(loadBlobFile(path("missing.dat")), ToolError);
-    testing::writeFile(path("long.dat"), "139\n" + bytes + "xx");
-    EXPECT_EQ(loadBlobFile(path("long.dat")).notes.size(), 1u);
+    EXPECT_EQ(parseOutputList("iaq_index,1,14"), (std::vector<uint8_t>{1, 14}));
+    EXPECT_EQ(parseOutputList("host"), (std::vector<uint8_t>{1, 2, 3, 4, 6, 7, 8, 9, 14, 15}));
+    EXPECT_EQ(parseOutputList("all").size(), 14u);
 }
 
 }  // namespace

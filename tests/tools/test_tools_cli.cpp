@@ -1,65 +1,130 @@
-// `vorn` end to end: help texts, the configuration and state subcommands on good
-// and damaged files, the host layer's state file, and the Python plot command.
-#include <dlfcn.h>
+// `vorn` end to end through the built program: one run of every subcommand on the
+// files the others wrote, and one table of refusals (bad arguments, files and values),
+// each of which must fail and name what was wrong; `config set` then writes nothing.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <array>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
-#include "tool_test_support.h"
 #include "vorn/version.h"
 #include "vorn/vorn.h"
 
-namespace vorn::tools {
 namespace {
 
-using testing::has;
+namespace fs = std::filesystem;
 
-class Cli : public testing::ScratchDir {};
+struct RunResult {
+    int exitCode;
+    std::string out, err;
+};
 
-TEST_F(Cli, EverySubcommandExplainsItselfAndRefusesNonsense) {
-    for (const char* command : {"", "simulate", "replay", "state", "state show", "config",
-                                "config show", "config default", "config set", "config names"}) {
-        const auto r = vorn(std::string(command) + " --help");
-        EXPECT_TRUE(r.exitCode == 0 && has(r.out, "Usage")) << command << "\n" << r.out;
-    }
-    for (const char* bad : {"", "frobnicate", "simulate --days -1", "simulate --interval abc",
-                            "state show", "replay /dev/null"}) {
-        EXPECT_NE(vorn(bad).exitCode, 0) << bad;
-    }
-    EXPECT_EQ(vorn("--version").out, "vorn " VORN_VERSION_STRING "\n");
+std::string readFile(const fs::path& path) {
+    std::stringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
 }
 
-TEST_F(Cli, ConfigDefaultShowsAsTextAndJson) {
+bool has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+class Cli : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dir_ = fs::temp_directory_path() /
+               ("vorn_cli_" +
+                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
+                std::to_string(::getpid()));
+        fs::remove_all(dir_);
+        fs::create_directories(dir_);
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+
+    std::string path(const std::string& name) const { return (dir_ / name).string(); }
+    std::string read(const std::string& name) const { return readFile(dir_ / name); }
+    void write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(dir_ / name, std::ios::binary) << bytes;
+    }
+
+    // Runs `vorn ARGS` (shell syntax) in the scratch directory.
+    RunResult vorn(const std::string& args) const {
+        const std::string out = path(".stdout"), err = path(".stderr");
+        const std::string command = "cd '" + dir_.string() + "' && '" VORN_CLI "' " + args +
+                                    " > '" + out + "' 2> '" + err + "'";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out), readFile(err)};
+    }
+
+    fs::path dir_;
+};
+
+TEST_F(Cli, SimulateAndReplayWithSavedStateAndConfiguration) {
+    ASSERT_EQ(vorn("simulate --days 0.25 --seed 7 -o log.csv").exitCode, 0);
+    ASSERT_EQ(vorn("simulate --days 0.25 --seed 7 -o again.csv").exitCode, 0);
+    EXPECT_EQ(read("log.csv"), read("again.csv")) << "the same seed must give the same log";
+
+    const auto r = vorn("replay log.csv -o out.csv --state-out savedState.dat --config-out c.bin");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const std::string csv = read("out.csv");
+    const std::string header = csv.substr(0, csv.find('\n'));
+    EXPECT_TRUE(header.starts_with("time_s,iaq_index,iaq_index_accuracy,iaq_fixed_scale,") &&
+                header.ends_with(",compensated_humidity,compensated_humidity_accuracy") &&
+                std::count(header.begin(), header.end(), ',') == 20)
+        << header;
+    EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 7200 + 1);
+    for (const char* part : {"7200 processed", "bad rows          0", "warnings          none",
+                             "continuous flag   after 5.0 min"}) {
+        EXPECT_TRUE(has(r.out, part)) << part << "\n" << r.out;
+    }
+    // With the CSV on stdout the summary moves to stderr.
+    const auto piped = vorn("replay log.csv --outputs 1 --no-progress");
+    EXPECT_TRUE(has(piped.err, "Replay summary"));
+    EXPECT_EQ(piped.out.substr(0, 36), "time_s,iaq_index,iaq_index_accuracy\n");
+
+    // Resumed from the saved state, the index is calibrated at another time.
+    const auto again = vorn("replay log.csv -o b.csv --state-in savedState.dat --config-in c.bin");
+    ASSERT_EQ(again.exitCode, 0) << again.err;
+    const auto when = [](const std::string& summary) {
+        const size_t at = summary.find("IAQ accuracy 3    after ");
+        return at == std::string::npos ? std::string("never") : summary.substr(at + 24, 12);
+    };
+    EXPECT_NE(when(again.out), when(r.out)) << again.out << r.out;
+
+    const auto state = vorn("state show savedState.dat");
+    EXPECT_TRUE(state.exitCode == 0 &&
+                has(state.out, "state file (length line + blob), blob of 139") &&
+                has(state.out, "=> track 1"))
+        << state.out << state.err;
+}
+
+TEST_F(Cli, ConfigDefaultShowSetAndNames) {
     ASSERT_EQ(vorn("config default -o c.bin").exitCode, 0);
-    EXPECT_EQ(testing::readFile(path("c.bin")).size(), 454u);
+    EXPECT_EQ(read("c.bin").size(), 454u);
     const auto text = vorn("config show c.bin");
-    ASSERT_EQ(text.exitCode, 0) << text.err;
     for (const char* part : {"RC_OK (0)", "[iaq] section 2, 28 bytes at offset 64", "225",
                              "[hyper] section 254, 229 bytes", "300 (3 s)", "65535 (off)"}) {
         EXPECT_TRUE(has(text.out, part)) << part;
     }
-    testing::writeFile(path("c.json"), vorn("config show --json c.bin").out);
+    write("c.json", vorn("config show --json c.bin").out);
     const std::string check = "/usr/bin/python3 -c \"import json; d = json.load(open('" +
                               path("c.json") +
                               "')); assert d['valid'] and "
                               "d['sections'][1]['fields']['index_scale'] == 225\"";
-    EXPECT_EQ(std::system(check.c_str()), 0) << testing::readFile(path("c.json"));
-}
+    EXPECT_EQ(std::system(check.c_str()), 0) << read("c.json");
+    EXPECT_TRUE(has(vorn("config names").out, "hyper.allowed_intervals.gas_scale_percent"));
 
-// Each change must show in `config show` and be accepted by the library.
-TEST_F(Cli, ConfigSetChangesImportAndShow) {
-    ASSERT_EQ(vorn("config default -o c.bin").exitCode, 0);
+    // Each change shows in `config show` and the library accepts the result.
     const std::array<const char*, 3> cases[] = {
         // assignment, field, what show prints
-        {"iaq.index_scale=65535", "index_scale", "  65535"},
         {"iaq.linear_slope_low=-2.5e-3", "linear_slope_low", "-0.0025"},
-        {"status_tracker.gap_factor=127", "gap_factor", "  127"},
         {"status_tracker.accumulated_time_required=3.6e12", "accumulated_time_required",
          "3600000000000 (3600 s)"},
         {"hyper.heater_duration_ms[2]=250", "heater_duration_ms", "1943, 900, 250, 1116"},
         {"hyper.allowed_intervals.iaq_index=30000,100,300,1800,6000,600",
          "allowed_intervals.iaq_index", "6000 (60 s), 600 (6 s)"},
-        {"baseline_tracker.humidity_slope=0.5,0.4,0.7,0.4", "humidity_slope", "0.5, 0.4, 0.7, 0.4"},
     };
     for (const auto& [assignment, field, shows] : cases) {
         const auto set = vorn(std::string("config set c.bin ") + assignment + " -o new.bin");
@@ -68,7 +133,7 @@ TEST_F(Cli, ConfigSetChangesImportAndShow) {
         const size_t at = show.find(std::string("\n  ") + field + " ");
         ASSERT_NE(at, std::string::npos) << assignment;
         EXPECT_TRUE(has(show.substr(at, show.find('\n', at + 1) - at), shows)) << assignment;
-        const std::string blob = testing::readFile(path("new.bin"));
+        const std::string blob = read("new.bin");
         std::vector<uint8_t> work(4096);
         vorn_init();
         EXPECT_EQ(vorn_set_configuration(reinterpret_cast<const uint8_t*>(blob.data()),
@@ -78,94 +143,91 @@ TEST_F(Cli, ConfigSetChangesImportAndShow) {
     }
 }
 
-TEST_F(Cli, ConfigSetRefusesWithAReasonAndWritesNothing) {
-    ASSERT_EQ(vorn("config default -o c.bin").exitCode, 0);
-    const std::pair<const char*, const char*> cases[] = {
-        // arguments, what the error says
-        {"c.bin iaq.index_scal=3", "valid names"},
-        {"c.bin iaq.index_scale=abc", "not a whole number"},
-        {"c.bin iaq.index_scale=70000", "outside the range 1 .. 65535"},
-        {"c.bin iaq.index_scale=99999999999999999999", "outside"},
-        {"c.bin iaq.index_scale=1.5", "not a whole number"},
-        {"c.bin iaq.linear_slope_low=abc", "not a number"},
-        {"c.bin iaq.linear_slope_low=nan", "outside"},
-        {"c.bin iaq.linear_slope_low=1e39", "outside"},
-        {"c.bin status_tracker.gap_factor=-3", "outside"},
-        {"c.bin hyper.gas_intervals[4]=1", "index 4 is out of range"},
-        {"c.bin hyper.gas_intervals=1,2", "needs 4 comma-separated values"},
-        {"c.bin iaq.index_scale", "no assignment"},
-        {"missing.bin iaq.index_scale=3", "cannot open"},
-    };
-    for (const auto& [args, mentions] : cases) {
-        const auto r = vorn(std::string("config set ") + args + " -o out.bin");
-        EXPECT_TRUE(r.exitCode == 1 && has(r.err, mentions)) << args << "\n" << r.err;
-        EXPECT_FALSE(std::filesystem::exists(path("out.bin"))) << args;
+TEST_F(Cli, HelpVersionAndBadRowsSkippedWithLineNumbers) {
+    for (const char* command : {"", "simulate", "replay", "state", "state show", "config",
+                                "config show", "config default", "config set", "config names"}) {
+        const auto r = vorn(std::string(command) + " --help");
+        EXPECT_TRUE(r.exitCode == 0 && has(r.out, "Usage")) << command << "\n" << r.out;
     }
-    EXPECT_TRUE(has(vorn("config names").out, "hyper.allowed_intervals.gas_scale_percent"));
+    EXPECT_EQ(vorn("--version").out, "vorn " VORN_VERSION_STRING "\n");
+
+    write("log.csv",
+          "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n"
+          "3,21,100000,40,50000\n6,21,100000,forty,50000\n9,21,100000,40\n"
+          "12,21,100000,140,50000\n15,nan,100000,40,50000\n"
+          "12,21,100000,40,50000\n18,21,100000,40,50000");  // and no final newline
+    const auto r = vorn("replay log.csv -o out.csv");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    for (const char* part :
+         {"log.csv:3: humidity_pct 'forty' is not a number", "log.csv:4: 4 fields",
+          "log.csv:5: humidity_pct 140 is outside 0 .. 100",
+          "log.csv:6: temperature_c is not a number (NaN)", "log.csv:7: time_s 12 goes back"}) {
+        EXPECT_TRUE(has(r.err, part)) << part << "\n" << r.err;
+    }
+    EXPECT_TRUE(has(r.out, "bad rows          5") && has(r.out, "2 processed")) << r.out;
 }
 
-TEST_F(Cli, DamagedStateFilesAreRefusedNamingTheProblem) {
+TEST_F(Cli, RefusalsNameWhatWasWrongAndWriteNothing) {
+    ASSERT_EQ(vorn("config default -o c.bin").exitCode, 0);
     ASSERT_EQ(vorn("simulate --days 0.02 -o log.csv").exitCode, 0);
-    ASSERT_EQ(vorn("replay log.csv -q -o out.csv --state-out savedState.dat").exitCode, 0);
-    const std::string good = testing::readFile(path("savedState.dat"));
-    const auto ok = vorn("state show savedState.dat");
-    EXPECT_TRUE(ok.exitCode == 0 && has(ok.out, "state file (length line + blob)") &&
-                has(ok.out, "=> track 1"))
-        << ok.out << ok.err;
-    const std::pair<std::string, const char*> cases[] = {
-        {good.substr(0, 40) + char(good[40] ^ 1) + good.substr(41), "CRC mismatch"},
-        {"139\n" + good.substr(4, 100), "truncated"},
-        {"138\n" + good.substr(4, 138), "length field"},
-        {"139\n\x05" + good.substr(5), "version word"},
-        {"hello", "RC_E_BLOB_TOO_SHORT"},
+    ASSERT_EQ(vorn("replay log.csv -q -o /dev/null --state-out good.dat").exitCode, 0);
+    const std::string good = read("good.dat");
+    write("crc.dat", good.substr(0, 40) + char(good[40] ^ 1) + good.substr(41));
+    write("short.dat", "139\n" + good.substr(4, 100));
+    write("length.dat", "138\n" + good.substr(4, 138));
+    write("version.dat", "139\n\x05" + good.substr(5));
+    write("hello.dat", "hello");
+    write("bad.csv", "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n3,21,1e5,forty,5e4\n");
+    write("nogas.csv", "time_s,temperature_c,pressure_pa,humidity_pct\n3,1,1,1\n");
+    write("empty.csv", "");
+    const std::pair<const char*, const char*> cases[] = {
+        // arguments, what the error names
+        {"frobnicate", "subcommand"},
+        {"simulate --days -1 -o out.csv", "--days"},
+        {"simulate --interval abc -o out.csv", "--interval = abc"},
+        {"simulate --faults gaps,smoke -o out.csv", "unknown fault 'smoke'"},
+        {"simulate --bogus -o out.csv", "--bogus"},
+        {"replay", "log is required"},
+        {"replay missing.csv -o out.csv", "cannot open"},
+        {"replay empty.csv -o out.csv", "is empty"},
+        {"replay nogas.csv -o out.csv", "no column 'gas_ohm'"},
+        {"replay bad.csv --strict -o out.csv", "bad.csv:2: humidity_pct 'forty'"},
+        {"replay log.csv --outputs iaq -o out.csv", "unknown output 'iaq'"},
+        {"replay log.csv --outputs 1,,2 -o out.csv", "output"},
+        {"replay log.csv --rate 0.3 -o out.csv", "RC_E_RATE_NOT_ALLOWED"},
+        {"replay log.csv --state-in nogas.csv -o out.csv", "refuses the state in"},
+        {"replay log.csv --config-in good.dat -o out.csv", "configuration"},
+        {"state show", "file is required"},
+        {"state show crc.dat", "CRC mismatch"},
+        {"state show short.dat", "truncated"},
+        {"state show length.dat", "length field"},
+        {"state show version.dat", "version word"},
+        {"state show hello.dat", "RC_E_BLOB_TOO_SHORT"},
+        {"state show c.bin", "is this a configuration blob?"},
+        {"config show good.dat", "is this a state blob?"},
+        {"config set c.bin iaq.index_scal=3 -o out.bin", "valid names"},
+        {"config set c.bin iaq.index_scale=abc -o out.bin", "not a whole number"},
+        {"config set c.bin iaq.index_scale=1.5 -o out.bin", "not a whole number"},
+        {"config set c.bin iaq.index_scale=70000 -o out.bin", "outside the range 1 .. 65535"},
+        {"config set c.bin iaq.index_scale=99999999999999999999 -o out.bin", "outside"},
+        {"config set c.bin iaq.linear_slope_low=abc -o out.bin", "not a number"},
+        {"config set c.bin iaq.linear_slope_low=nan -o out.bin", "outside"},
+        {"config set c.bin iaq.linear_slope_low=1e39 -o out.bin", "outside"},
+        {"config set c.bin status_tracker.gap_factor=-3 -o out.bin", "outside"},
+        {"config set c.bin hyper.gas_intervals[4]=1 -o out.bin", "index 4 is out of range"},
+        {"config set c.bin hyper.gas_intervals=1,2 -o out.bin", "needs 4 comma-separated values"},
+        {"config set c.bin iaq.index_scale -o out.bin", "no assignment"},
+        {"config set missing.bin iaq.index_scale=3 -o out.bin", "cannot open"},
     };
-    for (const auto& [bytes, mentions] : cases) {
-        testing::writeFile(path("bad.dat"), bytes);
-        const auto r = vorn("state show bad.dat");
-        EXPECT_TRUE(r.exitCode == 1 && has(r.err, mentions)) << mentions << "\n" << r.err;
+    for (const auto& [args, mentions] : cases) {
+        const auto r = vorn(args);
+        EXPECT_TRUE(r.exitCode != 0 && has(r.err, mentions)) << args << "\n" << r.err;
+        EXPECT_FALSE(fs::exists(path("out.bin"))) << args;
     }
-    testing::writeFile(path("bad.dat"), cases[0].first);
-    const auto json = vorn("state show --json bad.dat");
+    const auto json = vorn("state show --json crc.dat");
     EXPECT_TRUE(json.exitCode == 1 && has(json.out, "\"valid\": false") &&
                 has(json.out, "RC_E_BLOB_CRC"))
         << json.out;
 }
 
-TEST_F(Cli, StateShowDecodesTheHostLayersStateFile) {
-#ifdef VORN_HOST_LIBRARY
-    void* host = dlopen(VORN_HOST_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(host, nullptr) << dlerror();
-    using Process = int32_t (*)(int32_t, float*, float, float, float, float);
-    auto process = reinterpret_cast<Process>(dlsym(host, "proccess_gsx_data"));
-    ASSERT_NE(process, nullptr);
-    const auto cwd = std::filesystem::current_path();
-    std::filesystem::current_path(dir_);  // the host writes savedState.dat here
-    float out[7] = {};
-    for (int32_t t = 3; t <= 30; t += 3) EXPECT_EQ(process(t, out, 22, 98000, 45, 60000), 0);
-    std::filesystem::current_path(cwd);
-    dlclose(host);
-    const auto r = vorn("state show savedState.dat");
-    EXPECT_TRUE(r.exitCode == 0 &&
-                has(r.out, "state file (length line + blob), blob of 139 bytes") &&
-                has(r.out, "last_timestamp"))
-        << r.out << r.err;
-#else
-    GTEST_SKIP() << "no host library in this build";
-#endif
-}
-
-TEST_F(Cli, PlotDrawsAPictureOfAReplay) {
-    if (std::system("/usr/bin/python3 -c 'import matplotlib' 2>/dev/null") != 0) {
-        GTEST_SKIP() << "matplotlib not installed";
-    }
-    ASSERT_EQ(vorn("simulate --days 0.1 -o log.csv").exitCode, 0);
-    ASSERT_EQ(vorn("replay log.csv --outputs all -q -o out.csv").exitCode, 0);
-    const std::string plot = "cd '" + dir_.string() +
-                             "' && PYTHONPATH='" VORN_PYTHON_DIR "' /usr/bin/python3 -m vorn plot ";
-    ASSERT_EQ(std::system((plot + "out.csv --log log.csv -o p.png >/dev/null").c_str()), 0);
-    EXPECT_EQ(testing::readFile(path("p.png")).substr(1, 3), "PNG");
-    EXPECT_NE(std::system((plot + "missing.csv -o q.png 2>/dev/null").c_str()), 0);
-}
-
 }  // namespace
-}  // namespace vorn::tools
