@@ -1,26 +1,72 @@
-// The host entry points through libvorn_host.so: the state file's life cycle,
-// truncation of readings, rejected, hostile and unwritable state files, library
-// statuses in the loop, and the export surface.
+// The host entry points through libvorn_host.so: what a call writes, truncation of
+// readings, every kind of bad state file, a state file kept across a failed write and
+// across SIGKILL at any moment, library statuses in the loop, and the export surface.
 #include <dlfcn.h>
+#include <ftw.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <csignal>
+#include <fstream>
+#include <random>
 
-#include "host_test_support.h"
+#include "host/vorn_host.h"
 
 namespace {
 
-using namespace vorn_test;
-
-constexpr uint32_t kStateSize = 139;
+using Bytes = std::vector<uint8_t>;
+using HostValues = std::array<float, 7>;
+constexpr uint32_t kCapacity = 1974, kStateSize = 139;
 constexpr int32_t kStart = 1000;  // a time stamp of 0 would repeat the reset value
 const std::string kStateFile = VORN_STATE_FILE_NAME;
 constexpr HostValues kSentinel = {-7, -7, -7, -7, -7, -7, -7};  // no host output takes it
+
+// The current directory while the object lives; on tmpfs when there is one, since
+// every host call flushes its file to the disk.
+class ScopedWorkDir {
+public:
+    ScopedWorkDir() {
+        char cwd[PATH_MAX];
+        if (getcwd(cwd, sizeof cwd) != nullptr) previous_ = cwd;
+        path_ =
+            access("/dev/shm", W_OK) == 0 ? "/dev/shm/vorn-host-XXXXXX" : "/tmp/vorn-host-XXXXXX";
+        if (mkdtemp(path_.data()) == nullptr || chdir(path_.c_str()) != 0) std::abort();
+    }
+    ~ScopedWorkDir() {
+        if (chdir(previous_.c_str()) != 0) std::abort();
+        nftw(
+            path_.c_str(), [](const char* p, const struct stat*, int, FTW*) { return remove(p); },
+            8, FTW_DEPTH | FTW_PHYS);
+    }
+
+private:
+    std::string previous_, path_;
+};
+
+Bytes readFile(const std::string& name) {
+    std::ifstream in(name, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void writeFile(const std::string& name, const Bytes& bytes) {
+    std::ofstream(name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+}
+
+struct Readings {
+    float temperature, pressure, humidity, gas;
+};
+constexpr Readings kIndoor = {23.9f, 101325.7f, 45.9f, 50000.9f};
+
+int32_t callHost(int32_t time_s, HostValues& out, const Readings& r) {
+    return proccess_gsx_data(time_s, out.data(), r.temperature, r.pressure, r.humidity, r.gas);
+}
 
 struct HostRun {
     std::vector<HostValues> values;
@@ -33,7 +79,7 @@ HostRun runHost(const Readings& readings, int calls, const Bytes* seed = nullptr
     ScopedWorkDir dir;
     if (seed != nullptr) writeFile(kStateFile, *seed);
     HostRun run;
-    HostValues out{};
+    HostValues out = kSentinel;
     for (int i = 0; i < calls; ++i) {
         run.results.push_back(callHost(kStart + 3 * i, out, readings));
         run.values.push_back(out);
@@ -56,12 +102,8 @@ Bytes withLine(const std::string& line, const Bytes& rest) {
     return out;
 }
 
-class HostEntry : public ::testing::Test {
-protected:
-    ScopedWorkDir dir_;
-};
-
-TEST_F(HostEntry, FirstCallInEmptyDirectoryWritesValuesAndCreatesStateFile) {
+TEST(HostEntry, FirstCallWritesValuesAndCreatesTheStateFile) {
+    ScopedWorkDir dir;
     HostValues out = kSentinel;
     EXPECT_EQ(callHost(kStart, out, kIndoor), 0);
     EXPECT_EQ(out[2], 23.0f) << "the compensated temperature starts at the truncated 23.9";
@@ -74,7 +116,7 @@ TEST_F(HostEntry, FirstCallInEmptyDirectoryWritesValuesAndCreatesStateFile) {
 }
 
 // Raw and pre-truncated readings give the same values and learnt state.
-TEST(HostTruncation, RawReadingsActLikeTheirTruncatedIntegers) {
+TEST(HostEntry, RawReadingsActLikeTheirTruncatedIntegers) {
     const std::pair<Readings, Readings> cases[] = {
         // raw, truncated
         {kIndoor, {23, 101325, 45, 50000}},
@@ -90,24 +132,15 @@ TEST(HostTruncation, RawReadingsActLikeTheirTruncatedIntegers) {
     }
 }
 
-TEST_F(HostEntry, BlobWithWrongChecksumIsReportedAndLeftAlone) {
-    Bytes blob = learntBlob();
-    blob[blob.size() - 3] ^= 0x01;  // a checksum byte
-    const Bytes corrupt = withLine("139\n", blob);
-    writeFile(kStateFile, corrupt);
-    for (int call = 0; call < 2; ++call) {
-        HostValues out = kSentinel;
-        EXPECT_EQ(callHost(kStart + 3 * call, out, kIndoor), RC_E_BLOB_CRC);
-        EXPECT_EQ(out, kSentinel);
-        EXPECT_EQ(readFile(kStateFile), corrupt);
-    }
-}
-
-// The loader refuses the file without writing past its capacity; the host then
-// starts from the defaults, exactly as without a file, and replaces it.
-TEST(HostileStateFile, IsIgnoredWithoutOverrunAndReplaced) {
+// The loader never writes past its capacity. A file it cannot read is ignored: the
+// host starts from the defaults, exactly as without a file, and replaces it. A blob
+// the library refuses is reported on every call and the file left alone.
+TEST(HostEntry, BadStateFiles) {
     const Bytes& b = learntBlob();
+    Bytes badCrc = b;
+    badCrc[badCrc.size() - 3] ^= 0x01;  // a checksum byte
     const std::pair<const char*, Bytes> cases[] = {
+        {"wrong_checksum", withLine("139\n", badCrc)},
         {"zero", withLine("0\n", b)},
         {"empty", {}},
         {"empty_line", withLine("\n", b)},
@@ -124,35 +157,40 @@ TEST(HostileStateFile, IsIgnoredWithoutOverrunAndReplaced) {
     };
     const HostRun fresh = runHost(kIndoor, 2);
     for (const auto& [name, content] : cases) {
+        const bool readable = std::string(name) == "wrong_checksum";
         {
             ScopedWorkDir dir;
             writeFile(kStateFile, content);
             Bytes buffer(kCapacity + 4096, 0xA5);
-            EXPECT_EQ(state_load(buffer.data(), kCapacity), 0) << name;
+            EXPECT_EQ(state_load(buffer.data(), kCapacity), readable ? int32_t(kStateSize) : 0)
+                << name;
             EXPECT_EQ(Bytes(buffer.begin() + kCapacity, buffer.end()), Bytes(4096, 0xA5)) << name;
         }
-        const HostRun hostile = runHost(kIndoor, 2, &content);
-        EXPECT_EQ(hostile.results, (std::vector<int32_t>{0, 0})) << name;
-        EXPECT_EQ(hostile.values, fresh.values) << name;
-        EXPECT_EQ(hostile.file, fresh.file) << name;
+        const HostRun run = runHost(kIndoor, 2, &content);
+        if (readable) {
+            EXPECT_EQ(run.results, (std::vector<int32_t>{RC_E_BLOB_CRC, RC_E_BLOB_CRC}));
+            EXPECT_EQ(run.values, (std::vector<HostValues>{kSentinel, kSentinel}));
+            EXPECT_EQ(run.file, content);
+        } else {
+            EXPECT_EQ(run.results, (std::vector<int32_t>{0, 0})) << name;
+            EXPECT_EQ(run.values, fresh.values) << name;
+            EXPECT_EQ(run.file, fresh.file) << name;
+        }
     }
-}
-
-TEST_F(HostEntry, DirectoryInPlaceOfStateFileIsSurvived) {
+    ScopedWorkDir dir;  // a directory in place of the file is survived and left alone
     ASSERT_EQ(mkdir(kStateFile.c_str(), 0755), 0);
-    uint8_t buffer[kCapacity];
-    EXPECT_EQ(state_load(buffer, kCapacity), 0);
     HostValues out = kSentinel;
     EXPECT_EQ(callHost(kStart, out, kIndoor), 0);
-    EXPECT_EQ(out, runHost(kIndoor, 1).values[0]);
-    EXPECT_NE(state_save(buffer, 10), 0);
+    EXPECT_EQ(out, fresh.values[0]);
+    EXPECT_NE(state_save(learntBlob().data(), kStateSize), 0);
     struct stat info {};
     EXPECT_TRUE(stat(kStateFile.c_str(), &info) == 0 && S_ISDIR(info.st_mode));
     EXPECT_FALSE(std::ifstream(kStateFile + ".tmp").good());
 }
 
 // A file-size limit makes the write fail even for root; the old file must stay.
-TEST_F(HostEntry, FailedWriteKeepsThePreviousFile) {
+TEST(StateFile, FailedWriteKeepsThePreviousFile) {
+    ScopedWorkDir dir;
     const Bytes previous = withLine("139\n", learntBlob());
     writeFile(kStateFile, previous);
     const pid_t child = fork();
@@ -168,6 +206,43 @@ TEST_F(HostEntry, FailedWriteKeepsThePreviousFile) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "state_save reported success";
     EXPECT_EQ(readFile(kStateFile), previous);
     EXPECT_FALSE(std::ifstream(kStateFile + ".tmp").good());
+}
+
+// A process saving two states alternately is killed at random moments; after every
+// kill the file must hold one of them, whole, and the library must accept it.
+TEST(StateFile, SurvivesSigkillAtAnyMoment) {
+    const Bytes first = runHost(kIndoor, 1).file;
+    const std::array<Bytes, 2> states = {Bytes(first.end() - kStateSize, first.end()),
+                                         learntBlob()};
+    ASSERT_NE(states[0], states[1]);
+    ScopedWorkDir dir;
+    ASSERT_EQ(state_save(states[0].data(), kStateSize), 0);
+    std::mt19937 random(20240611u);
+    std::uniform_int_distribution<long> delayNs(0, 3'000'000);
+    int seen[2] = {0, 0};
+    for (int kill_no = 0; kill_no < 240; ++kill_no) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (uint32_t i = 0;; ++i) state_save(states[i % 2].data(), kStateSize);
+        }
+        const timespec pause{0, delayNs(random)};
+        nanosleep(&pause, nullptr);
+        ASSERT_EQ(kill(child, SIGKILL), 0);
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+
+        Bytes loaded(kCapacity), work(kCapacity);
+        ASSERT_EQ(state_load(loaded.data(), kCapacity), int32_t(kStateSize)) << kill_no;
+        loaded.resize(kStateSize);
+        const int which = loaded == states[0] ? 0 : 1;
+        ASSERT_EQ(loaded, states[which]) << "after kill " << kill_no;
+        ++seen[which];
+        ASSERT_EQ(readFile(kStateFile).size(), 4 + kStateSize) << "after kill " << kill_no;
+        vorn_init();
+        ASSERT_EQ(vorn_set_state(loaded.data(), kStateSize, work.data(), kCapacity), RC_OK);
+    }
+    // Both states turned up, so the kills did land between and during saves.
+    EXPECT_TRUE(seen[0] > 0 && seen[1] > 0);
 }
 
 int32_t loadNothing(uint8_t*, uint32_t) {
