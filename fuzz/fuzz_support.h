@@ -1,8 +1,10 @@
-// Shared checks for the fuzz targets: the public status set, the frame checks a blob
-// must pass (so a target can tell a frame refusal from a section refusal and demand
-// that the former changes nothing), and a snapshot of everything a caller can
-// observe without changing it. Blob export and resealing come from tests/support.
+// What every fuzz target shares: the invariant check, the status set of each call, a
+// snapshot of everything a caller can observe (so a refused call can be required to
+// change nothing), and a well-behaved device driven through the shared test client so
+// that the targets reach the learning code between their hostile calls.
 #pragma once
+
+#include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +16,8 @@
 #include <vector>
 
 #include "blobs.h"
+#include "client.h"
+#include "identifiers/identifiers.h"
 #include "serialization/blob_frame.h"
 #include "vorn/vorn.h"
 
@@ -27,21 +31,19 @@ namespace vorn_fuzz {
 #define FUZZ_CHECK(cond) \
     ((cond) ? (void)0 : ::vorn_fuzz::fail(__FILE__, __LINE__, "FUZZ_CHECK(" #cond ")"))
 
+// The harness's own arithmetic is not what is being explored: keep it out of the
+// coverage feedback (and out of the comparison tracing that dominates its cost).
+#define VORN_FUZZ_NO_COVERAGE __attribute__((no_sanitize("coverage")))
+
 inline bool oneOf(int32_t s, std::initializer_list<int32_t> set) {
     return std::find(set.begin(), set.end(), s) != set.end();
 }
 
-// Codes a blob import may return at all.
 inline bool isImportStatus(int32_t s) {
     return oneOf(s, {RC_OK, RC_E_BLOB_TOO_SHORT, RC_E_WORK_BUFFER_SMALL, RC_E_BLOB_VERSION,
                      RC_E_BLOB_KIND, RC_E_BLOB_LENGTH, RC_E_BLOB_CRC, RC_E_SECTION_TOO_LARGE,
                      RC_E_SECTION_UNKNOWN, RC_E_SECTION_SHORT});
 }
-
-inline bool isExportStatus(int32_t s) {
-    return oneOf(s, {RC_OK, RC_E_SERIALIZE_REQUEST, RC_E_BLOB_OVERFLOW, RC_E_WORK_BUFFER_SMALL});
-}
-
 inline bool isSubscriptionStatus(int32_t s) {
     return oneOf(
         s, {RC_OK, RC_E_RATE_ZERO, RC_E_RATE_NOT_ALLOWED, RC_E_OUTPUT_DUPLICATE, RC_E_RATE_RANGE,
@@ -49,88 +51,75 @@ inline bool isSubscriptionStatus(int32_t s) {
             RC_E_INTERVAL_TOO_SHORT, RC_W_OUTPUT_ID_IGNORED, RC_W_TRIGGER_UNAVAILABLE,
             RC_W_NOTHING_REQUESTED, RC_W_TRIGGER_TIMING, RC_W_TRIGGER_TOO_SOON});
 }
-
-inline bool isPublicStatus(int32_t s) {
-    return isImportStatus(s) || isExportStatus(s) || isSubscriptionStatus(s) ||
-           oneOf(s, {RC_E_INPUT_ID, RC_E_INPUT_RANGE, RC_E_INPUT_DUPLICATE, RC_W_NO_OUTPUT_ROOM,
-                     RC_W_OUTPUT_OVERFLOW, RC_W_INPUT_REPEATED, RC_W_CALL_TIME_DEVIATION});
+inline bool isStepStatus(int32_t s) {
+    return oneOf(s, {RC_OK, RC_E_INPUT_ID, RC_E_INPUT_RANGE, RC_E_INPUT_DUPLICATE,
+                     RC_W_NO_OUTPUT_ROOM, RC_W_OUTPUT_OVERFLOW, RC_W_INPUT_REPEATED});
 }
 
-// ---- Blob frame ----
-
-inline constexpr uint32_t kFrameSize = vorn::kBlobMinSize;  // header and trailer
-
-// The harness's own arithmetic is not what is being explored: keep it out of the
-// coverage feedback (and out of the comparison tracing that dominates its cost).
-#define VORN_FUZZ_NO_COVERAGE __attribute__((no_sanitize("coverage")))
-
-// The frame checks' verdict on this blob: RC_OK when the frame is sound (the sections
-// are then up to the import), else the refusal. Lets a target tell a frame refusal,
-// which must change nothing, from a section refusal, which may keep the sections
-// before it. The order of the checks themselves is the unit tests' business.
-inline int32_t expectedFrameStatus(const uint8_t* blob, uint32_t size, uint32_t workSize) {
+// The frame checks' verdict: RC_OK when the sections are up to the import, else the
+// refusal, after which nothing may have changed.
+inline int32_t frameStatus(const uint8_t* blob, uint32_t size, uint32_t workSize) {
     uint32_t position = 0;
     return vorn::validateSerialization(blob, size, workSize, position);
 }
 
-// Make a (possibly damaged) blob pass the frame checks again: a fresh checksum and,
-// with `header`, exact header words and the length field from its size. Blobs under
-// 24 bytes stay as they are.
-inline void refreshFrame(std::vector<uint8_t>& blob, bool header = true) {
-    header ? vorn_test::restamp(blob) : vorn_test::reseal(blob);
-}
-
-// ---- Observation without side effects ----
-
-// Export with ample, zeroed buffers, so that bytes the writer leaves alone
-// (reserved trailer bytes, section byte 3) compare equal between two exports.
-VORN_FUZZ_NO_COVERAGE inline std::vector<uint8_t> exportBlob(bool configuration) {
-    std::vector<uint8_t> blob = vorn_test::exportBlob(
-        configuration ? vorn_test::BlobKind::Configuration : vorn_test::BlobKind::State);
-    FUZZ_CHECK(blob.size() >= kFrameSize);
-    return blob;
-}
-
-// Everything observable without changing the instance: both exports and the
-// required-input list of the recorded subscription (an empty request answers it).
-struct Snapshot {
-    std::vector<uint8_t> configuration, state;
-    std::array<SensorRate, 8> required{};
-    int32_t subscriptionStatus = 0;
-
-    bool operator==(const Snapshot& o) const {
-        return configuration == o.configuration && state == o.state &&
-               subscriptionStatus == o.subscriptionStatus &&
-               std::memcmp(required.data(), o.required.data(), sizeof(required)) == 0;
-    }
-};
-
-VORN_FUZZ_NO_COVERAGE inline Snapshot takeSnapshot() {
-    Snapshot snap{exportBlob(true), exportBlob(false)};
-    uint8_t n = 8;
-    const SensorRate unused{};
-    snap.subscriptionStatus = vorn_update_subscription(&unused, 0, snap.required.data(), &n);
-    FUZZ_CHECK(isSubscriptionStatus(snap.subscriptionStatus) && n == 8);
-    return snap;
-}
-
-// Runs `call` (returning its status); when `mustNotChange` the observable state
-// must be the same afterwards.
-template <typename Call>
-int32_t unchangedIf(bool mustNotChange, Call call) {
-    Snapshot before;
-    if (mustNotChange) before = takeSnapshot();
-    const int32_t status = call();
-    if (mustNotChange) FUZZ_CHECK(takeSnapshot() == before);
-    return status;
-}
-
-// The buffer's storage, never null: an empty buffer is a zero-size heap block that
-// AddressSanitizer reports on any access (a null pointer would test the library's
-// null checks instead of its size checks).
+// The storage, never null even when empty (a zero-size block AddressSanitizer guards), so
+// that the library's size checks are tested rather than its null checks.
 inline uint8_t* bytesOf(std::vector<uint8_t>& v) {
     static uint8_t* const kEmpty = new uint8_t[0];
     return v.empty() ? kEmpty : v.data();
+}
+
+// Everything observable without changing the instance, as bytes: both exports and the
+// required-input list of the recorded subscription (which an empty request answers).
+VORN_FUZZ_NO_COVERAGE inline vorn_test::Bytes snapshot() {
+    vorn_test::Bytes all = vorn_test::exportBlob(vorn_test::BlobKind::Configuration);
+    const vorn_test::Bytes state = vorn_test::exportBlob(vorn_test::BlobKind::State);
+    FUZZ_CHECK(!all.empty() && !state.empty());
+    std::array<SensorRate, 8> required{};
+    uint8_t n = 8;
+    const SensorRate none{};
+    all.push_back(static_cast<uint8_t>(vorn_update_subscription(&none, 0, required.data(), &n)));
+    const auto* bytes = reinterpret_cast<const uint8_t*>(required.data());
+    all.insert(all.end(), bytes, bytes + sizeof(required));
+    all.insert(all.end(), state.begin(), state.end());
+    return all;
+}
+
+// Runs `call` (returning its status); when `mustNotChange` nothing observable may change.
+template <typename Call>
+int32_t unchangedIf(bool mustNotChange, Call call) {
+    const vorn_test::Bytes before = mustNotChange ? snapshot() : vorn_test::Bytes{};
+    const int32_t status = call();
+    if (mustNotChange) FUZZ_CHECK(snapshot() == before);
+    return status;
+}
+
+// A device that plans, measures the shared room (one fuzz byte choosing where in its
+// week) and processes, with the invariants of a cooperative cycle checked each time.
+struct Driver {
+    vorn_test::Client client{vorn_test::Scenario({})};  // the targets subscribe themselves
+    uint32_t cycle = 0;
+
+    static const vorn_test::Reading& reading(uint8_t shape, uint32_t cycle) {
+        const int64_t index = int64_t{shape} * 1201 + cycle;
+        return vorn_test::sharedRoom().at(index * vorn_test::Room::kPeriodNs);
+    }
+
+    // One cycle into outputs[0 .. n-1]; n becomes the number reported.
+    int32_t run(uint8_t shape, OutputSample* outputs, uint8_t& n) {
+        const vorn_test::Cycle& c = client.cycle(reading(shape, cycle++), {outputs, n});
+        FUZZ_CHECK(c.controlStatus == RC_OK || c.controlStatus == RC_W_CALL_TIME_DEVIATION);
+        FUZZ_CHECK((c.plan.input_mask & ~vorn::kInputMask) == 0);
+        FUZZ_CHECK(c.status >= 0 && isStepStatus(c.status));
+        n = static_cast<uint8_t>(c.outputs.size());
+        return c.status;
+    }
+};
+
+// The host's outputs at its rate: what most devices subscribe.
+inline int32_t subscribeHost() {
+    return vorn_test::subscribeAll(vorn_test::kHostOutputs, vorn_test::kRate3s);
 }
 
 }  // namespace vorn_fuzz
