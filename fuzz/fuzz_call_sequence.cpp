@@ -134,11 +134,6 @@ struct Session {
         }
     }
 
-    void resetOutput() {
-        const uint8_t id = fdp.ConsumeIntegral<uint8_t>();
-        FUZZ_CHECK(unchangedIf(id < 1 || id > 4, [&] { return vorn_reset_output(id); }) == RC_OK);
-    }
-
     void subscribe() {
         std::vector<SensorRate> requests(fdp.ConsumeIntegralInRange(0, 16));
         for (SensorRate& r : requests) r = {pickRate(), pickId(vorn_test::kAllOutputs), {}};
@@ -202,10 +197,9 @@ struct Session {
 
     void run() {
         using Op = void (Session::*)();
-        static constexpr Op kOps[] = {&Session::init,      &Session::resetOutput,
-                                      &Session::subscribe, &Session::cooperate,
-                                      &Session::doSteps,   &Session::doSteps};
-        while (fdp.remaining_bytes() > 0) (this->*kOps[fdp.ConsumeIntegralInRange<size_t>(0, 5)])();
+        static constexpr Op kOps[] = {&Session::init, &Session::subscribe, &Session::cooperate,
+                                      &Session::doSteps, &Session::doSteps};
+        while (fdp.remaining_bytes() > 0) (this->*kOps[fdp.ConsumeIntegralInRange<size_t>(0, 4)])();
     }
 };
 

@@ -18,11 +18,6 @@ constexpr uint32_t kLoadCapacity = 1974;  // what the host layer itself passes
 constexpr float kCanary = -12345.0f;
 constexpr size_t kHostValues = 7;
 
-std::string readFile() {
-    std::ifstream in(VORN_STATE_FILE_NAME, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -46,7 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     out.fill(kCanary);
     const int32_t status = proccess_gsx_data(1000, out.data(), 25.0f, 100000.0f, 50.0f, 50000.0f);
     FUZZ_CHECK(out[kHostValues] == kCanary && out[kHostValues + 1] == kCanary);
-    const std::string after = readFile();
+    std::ifstream in(VORN_STATE_FILE_NAME, std::ios::binary);
+    const std::string after(std::istreambuf_iterator<char>(in), {});
     if (status != RC_OK) {  // refused: nothing measured, nothing saved
         FUZZ_CHECK(after == before);
         for (size_t i = 0; i < kHostValues; ++i) FUZZ_CHECK(out[i] == kCanary);

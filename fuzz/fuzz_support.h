@@ -101,14 +101,10 @@ struct Driver {
     vorn_test::Client client{vorn_test::Scenario({})};  // the targets subscribe themselves
     uint32_t cycle = 0;
 
-    static const vorn_test::Reading& reading(uint8_t shape, uint32_t cycle) {
-        const int64_t index = int64_t{shape} * 1201 + cycle;
-        return vorn_test::sharedRoom().at(index * vorn_test::Room::kPeriodNs);
-    }
-
     // One cycle into outputs[0 .. n-1]; n becomes the number reported.
     int32_t run(uint8_t shape, OutputSample* outputs, uint8_t& n) {
-        const vorn_test::Cycle& c = client.cycle(reading(shape, cycle++), {outputs, n});
+        const int64_t at = (int64_t{shape} * 1201 + cycle++) * vorn_test::Room::kPeriodNs;
+        const vorn_test::Cycle& c = client.cycle(vorn_test::sharedRoom().at(at), {outputs, n});
         FUZZ_CHECK(c.controlStatus == RC_OK || c.controlStatus == RC_W_CALL_TIME_DEVIATION);
         FUZZ_CHECK((c.plan.input_mask & ~vorn::kInputMask) == 0);
         FUZZ_CHECK(c.status >= 0 && isStepStatus(c.status));

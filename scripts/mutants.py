@@ -109,7 +109,7 @@ def main():
     if failing_tests(build, args.jobs):
         sys.exit("the unmodified tree fails its tests; fix that first")
 
-    caught_by = {}
+    caught_by, tests_failing = {}, {}
     broken, stale = [], []
     for fault in faults:
         path = tree / fault["path"]
@@ -130,12 +130,15 @@ def main():
             owners.update(test_files(build))  # parameterised names change with every build
             files_failing = sorted({owners.get(t, t) for t in failing})
             caught_by[fault["id"]] = files_failing
+            tests_failing[fault["id"]] = sorted(failing)
             verdict = ", ".join(files_failing) if files_failing else "SURVIVES"
             print(f"{fault['id']:>4}  {time.time() - start:5.0f} s  {verdict}", flush=True)
         finally:
             path.write_text(original)
             marker.unlink()
     run(["cmake", "--build", str(build), "-j", str(args.jobs)], tree)
+    # Per fault, the failing tests by name: to see which tests inside a file earn their keep.
+    (pathlib.Path(args.work) / "caught.json").write_text(json.dumps(tests_failing, indent=1))
 
     judged = len(caught_by)
     caught = [f for f, by in caught_by.items() if by]

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -61,6 +62,9 @@ const Week kWeeks[] = {
 struct Result {
     std::vector<uint64_t> hourly;  // one hash per hour of the week
     std::string finalState;        // hex
+    // What any recording must show, so that a re-recorded reference cannot hide nonsense:
+    // outputs finite with their accuracy 0..3 and the index within 0..500, which calibrates.
+    bool sane = true, calibrated = false;
 };
 
 std::string hex(const std::vector<uint8_t>& bytes) {
@@ -91,6 +95,10 @@ Result run(const Week& w) {
             hash.add(o.timestamp_ns);
             hash.add(std::bit_cast<uint32_t>(o.value));
             hash.add(o.accuracy);
+            const bool iaq = o.id == OUT_IAQ_INDEX;
+            result.sane = result.sane && std::isfinite(o.value) && o.accuracy <= 3 &&
+                          (!iaq || (o.value >= 0.0f && o.value <= 500.0f));
+            result.calibrated = result.calibrated || (iaq && o.accuracy == 3);
         }
         const int64_t next = client.now();
         if (s.plan.next_call_ns <= s.time) {
@@ -163,6 +171,7 @@ TEST_P(BitExact, WeekMatchesReferenceRun) {
     const auto it = ref.find(sc.name);
     ASSERT_NE(it, ref.end()) << "no reference for " << sc.name << " in " VORN_BITEXACT_REFERENCE;
     const Result got = run(sc);
+    EXPECT_TRUE(got.sane && got.calibrated);
     ASSERT_EQ(got.hourly.size(), it->second.hourly.size());
     for (size_t h = 0; h < got.hourly.size(); ++h) {
         ASSERT_EQ(got.hourly[h], it->second.hourly[h])
