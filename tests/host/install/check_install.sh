@@ -25,8 +25,10 @@ done
 
 echo "== find_package(vorn)"
 cp -r "$here/consumer" "$scratch/consumer"
+client=$here/../../../examples/client.c
 cmake -S "$scratch/consumer" -B "$scratch/consumer-build" -DCMAKE_PREFIX_PATH="$prefix" \
-  -DCMAKE_BUILD_TYPE=Release >"$scratch/consumer.log" || { cat "$scratch/consumer.log"; exit 1; }
+  -DCMAKE_BUILD_TYPE=Release -DVORN_CLIENT_SOURCE="$client" -DVORN_VERSION_WANTED="$version" \
+  >"$scratch/consumer.log" || { cat "$scratch/consumer.log"; exit 1; }
 cmake --build "$scratch/consumer-build" >>"$scratch/consumer.log" || { cat "$scratch/consumer.log"; exit 1; }
 "$scratch/consumer-build/consumer_shared"
 "$scratch/consumer-build/consumer_static"
@@ -37,7 +39,7 @@ echo "== pkg-config"
 export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
 flags=$(pkg-config --cflags --libs vorn)
 echo "pkg-config: $flags"
-c++ -std=c++20 "$here/consumer/consumer.cpp" -o "$scratch/consumer_pc" $flags \
+cc "$client" -o "$scratch/consumer_pc" $flags -lm \
   -Wl,-rpath,"$(pkg-config --variable=libdir vorn)"
 "$scratch/consumer_pc"
 
