@@ -10,15 +10,14 @@ namespace {
 using namespace vorn_fuzz;
 constexpr vorn_test::BlobKind kKind = vorn_test::BlobKind::VORN_FUZZ_BLOB_KIND;
 
-// Work buffer sizes worth trying: the boundaries of every section and blob size and,
-// most often, exactly the blob's size so that the import gets to the sections.
+// Work buffer sizes worth trying: every section's and blob's size and one either side of
+// them, and most often exactly the blob's size so that the import reaches the sections.
 uint32_t pickWorkSize(uint8_t selector, uint32_t blobSize) {
-    constexpr std::array<uint32_t, 16> kSizes = {0,   1,   3,   4,   23,  24,  44,  45,
-                                                 138, 139, 228, 229, 453, 454, 455, 1974};
+    constexpr uint32_t kSizes[] = {0,   1,   3,   4,   23,  24,  44,  45,
+                                   138, 139, 228, 229, 453, 454, 455, 1974};
     const uint8_t pick = selector % 24;
     if (pick < 16) return kSizes[pick];
-    if (pick == 16) return blobSize == 0 ? 0 : blobSize - 1;
-    return pick == 17 ? blobSize + 1 : blobSize;
+    return pick == 16 ? blobSize - (blobSize > 0 ? 1 : 0) : blobSize + (pick == 17 ? 1 : 0);
 }
 
 }  // namespace

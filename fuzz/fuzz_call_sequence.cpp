@@ -27,29 +27,16 @@ std::vector<T> canaryBuffer(size_t capacity) {
     return v;
 }
 
-constexpr auto kInputIds = [] {
-    std::array<uint8_t, vorn::kInputTable.size()> ids{};
-    for (size_t i = 0; i < ids.size(); ++i) ids[i] = static_cast<uint8_t>(vorn::kInputTable[i].id);
-    return ids;
-}();
-
-// The documented range of each output while the library runs on its own blobs.
-struct OutputRange {
-    uint8_t id;
-    float min, max;
-};
-constexpr OutputRange kOutputRanges[] = {
+// The documented range of each output (id, lowest, highest).
+constexpr float kOutputRanges[][3] = {
     {OUT_IAQ_INDEX, 0.0f, 500.001f},           {OUT_IAQ_FIXED_SCALE, 0.0f, FLT_MAX},
     {OUT_LINEAR_ESTIMATE, 400.0f, FLT_MAX},    {OUT_EXPONENTIAL_ESTIMATE, 0.1f, 1000.0f},
     {OUT_GAS_SCALE_PERCENT, -FLT_MAX, 100.0f}, {OUT_ACCUMULATED_TIME_FLAG, 0.0f, 1.0f},
     {OUT_CONTINUOUS_TIME_FLAG, 0.0f, 1.0f},    {OUT_COMPENSATED_HUMIDITY, 0.0f, 100.0f},
 };
 
-bool known(uint32_t mask, uint8_t id) {
-    return id >= 1 && id <= 32 && (mask >> (id - 1)) & 1u;
-}
 const vorn::InputRow* inputRow(uint8_t id) {
-    return known(vorn::kInputMask, id) ? &vorn::kInputTable[vorn::inputIndex(id)] : nullptr;
+    return vorn::isInputId(id) ? &vorn::kInputTable[vorn::inputIndex(id)] : nullptr;
 }
 
 // The library's own verdict on these inputs, in the order it checks them.
@@ -72,8 +59,10 @@ struct Session {
     T pick(std::initializer_list<T> options) {
         return options.begin()[fdp.ConsumeIntegralInRange<size_t>(0, options.size() - 1)];
     }
-    uint8_t pickId(std::span<const uint8_t> valid) {
-        return fdp.ConsumeBool() ? valid[fdp.ConsumeIntegralInRange<size_t>(0, valid.size() - 1)]
+    template <typename Table>  // mostly a row's identifier, else any byte
+    uint8_t pickId(const Table& rows) {
+        const auto row = fdp.ConsumeIntegralInRange<size_t>(0, rows.size() - 1);
+        return fdp.ConsumeBool() ? static_cast<uint8_t>(rows[row].id)
                                  : fdp.ConsumeIntegral<uint8_t>();
     }
     uint8_t pickCapacity() { return fdp.ConsumeBool() ? 19 : fdp.ConsumeIntegralInRange(0, 20); }
@@ -119,13 +108,12 @@ struct Session {
         const auto* bytes = reinterpret_cast<const uint8_t*>(out.data());
         for (size_t i = 0; i < count; ++i) {
             const OutputSample& o = out[i];
-            FUZZ_CHECK(o.dims == 1 && known(vorn::kOutputMask, o.id) &&
-                       (i == 0 || o.id > out[i - 1].id));
+            FUZZ_CHECK(o.dims == 1 && vorn::isOutputId(o.id) && (i == 0 || o.id > out[i - 1].id));
             FUZZ_CHECK(bytes[i * sizeof(OutputSample) + 15] == kCanary);  // padding untouched
             FUZZ_CHECK(o.accuracy <= 3 && !std::isnan(o.value));
             if (o.id != OUT_COMPENSATED_TEMPERATURE) FUZZ_CHECK(std::isfinite(o.value));
-            for (const OutputRange& r : kOutputRanges)
-                if (r.id == o.id) FUZZ_CHECK(o.value >= r.min && o.value <= r.max);
+            for (const auto& [id, lowest, highest] : kOutputRanges)
+                if (id == o.id) FUZZ_CHECK(o.value >= lowest && o.value <= highest);
         }
         for (size_t b = count * sizeof(OutputSample); b < out.size() * sizeof(OutputSample); ++b) {
             const bool cleared =
@@ -136,7 +124,7 @@ struct Session {
 
     void subscribe() {
         std::vector<SensorRate> requests(fdp.ConsumeIntegralInRange(0, 16));
-        for (SensorRate& r : requests) r = {pickRate(), pickId(vorn_test::kAllOutputs), {}};
+        for (SensorRate& r : requests) r = {pickRate(), pickId(vorn::kOutputTable), {}};
         const uint8_t capacity = pickCapacity();
         auto required = canaryBuffer<SensorRate>(capacity);
         const vorn_test::Bytes before = snapshot();
@@ -152,12 +140,13 @@ struct Session {
     }
 
     void cooperate() {
-        if (fdp.ConsumeBool()) {
-            const auto ids = fdp.ConsumeBool() ? std::span<const uint8_t>(vorn_test::kHostOutputs)
-                                               : std::span<const uint8_t>(vorn_test::kAllOutputs);
+        if (fdp.ConsumeBool()) {  // what real clients subscribe: the host's outputs or all
             const float rate = pick<float>(
                 {vorn_test::kRate3s, vorn_test::kRate300s, 1.0f, 1.0f / 18.0f, VORN_RATE_DISABLED});
-            FUZZ_CHECK(isSubscriptionStatus(vorn_test::subscribeAll(ids, rate)));
+            FUZZ_CHECK(isSubscriptionStatus(vorn_test::subscribeAll(
+                fdp.ConsumeBool() ? std::span<const uint8_t>(vorn_test::kHostOutputs)
+                                  : vorn_test::kAllOutputs,
+                rate)));
         }
         if (fdp.ConsumeBool()) driver.client.setNow(pickTime());
         const uint8_t shape = fdp.ConsumeIntegral<uint8_t>();
@@ -176,7 +165,7 @@ struct Session {
         const bool sameTime = fdp.ConsumeBool();
         for (InputSample& in : inputs) {
             std::memset(&in, kCanary, sizeof(in));
-            in.id = pickId(kInputIds);
+            in.id = pickId(vorn::kInputTable);
             in.value = pickValue(in.id);
             in.timestamp_ns = sameTime ? t : pickTime();
         }

@@ -23,11 +23,9 @@ constexpr size_t kHostValues = 7;
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // The host layer uses a fixed file name in the current directory: give this process a
     // directory of its own, memory-backed where possible (the saver flushes every file).
-    char shm[] = "/dev/shm/vorn_fuzz_state_file_XXXXXX";
-    char tmp[] = "/tmp/vorn_fuzz_state_file_XXXXXX";
+    char shm[] = "/dev/shm/vorn_fuzz_XXXXXX", tmp[] = "/tmp/vorn_fuzz_XXXXXX";
     char* dir = mkdtemp(shm);
-    if (dir == nullptr) dir = mkdtemp(tmp);
-    if (dir == nullptr || chdir(dir) != 0) std::abort();
+    if ((dir == nullptr && (dir = mkdtemp(tmp)) == nullptr) || chdir(dir) != 0) std::abort();
     return 0;
 }
 

@@ -118,6 +118,7 @@ void addBlobCommands(CLI::App& app, BlobArgs& a, CLI::App*& stateShow, CLI::App*
 
 int runSimulate(SimulateArgs& sim) {
     sim.options.faults = parseFaults(sim.faults);
+    checkSimulateOptions(sim.options);  // before the output file exists
     struct Closer {
         void operator()(FILE* f) const {
             if (f != stdout) std::fclose(f);

@@ -431,7 +431,7 @@ FaultSet parseFaults(std::string_view list) {
     return faults;
 }
 
-SimulateReport simulate(const SimulateOptions& options, FILE* out) {
+void checkSimulateOptions(const SimulateOptions& options) {
     constexpr double kMaxDays = 3660.0;
     constexpr double kMinInterval = 0.01, kMaxInterval = 3600.0;
     if (!(options.days > 0.0 && options.days <= kMaxDays)) {
@@ -441,6 +441,10 @@ SimulateReport simulate(const SimulateOptions& options, FILE* out) {
         throw ToolError(
             fmt::format("--interval must lie in [{}, {}] seconds", kMinInterval, kMaxInterval));
     }
+}
+
+SimulateReport simulate(const SimulateOptions& options, FILE* out) {
+    checkSimulateOptions(options);
     const auto intervalMs = static_cast<int64_t>(std::llround(options.intervalSeconds * 1000.0));
     const double interval = static_cast<double>(intervalMs) / 1000.0;
     const double total = options.days * kSecondsPerDay;

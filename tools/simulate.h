@@ -44,6 +44,9 @@ struct SimulateReport {
 inline constexpr const char* kLogHeader =
     "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm,voc_ppb";
 
+// Throws a ToolError naming the option and its valid range unless days and interval are
+// usable; a caller checks before it creates the output, so a refusal leaves no file.
+void checkSimulateOptions(const SimulateOptions& options);
 // Writes the log (header and one row per interval, from one interval up to `days`)
 // to `out`. Throws ToolError on invalid options or a write error.
 SimulateReport simulate(const SimulateOptions& options, FILE* out);

@@ -1,7 +1,6 @@
 // The host entry points through libvorn_host.so: what a call writes, truncation of
 // readings, every kind of bad state file, a state file kept across a failed write and
-// across SIGKILL at any moment, library statuses in the loop, and the export surface.
-#include <dlfcn.h>
+// across SIGKILL at any moment.
 #include <ftw.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -243,56 +242,6 @@ TEST(StateFile, SurvivesSigkillAtAnyMoment) {
     }
     // Both states turned up, so the kills did land between and during saves.
     EXPECT_TRUE(seen[0] > 0 && seen[1] > 0);
-}
-
-int32_t loadNothing(uint8_t*, uint32_t) {
-    return 0;
-}
-int32_t saveNothing(const uint8_t*, uint32_t) {
-    return 0;
-}
-int32_t loadCorrupt(uint8_t* buffer, uint32_t) {
-    std::copy(learntBlob().begin(), learntBlob().end(), buffer);
-    buffer[20] ^= 0x40;
-    return kStateSize;
-}
-
-TEST(IntegrationLoop, RepeatedTimeStampAndRejectedStateLeaveHostValues) {
-    ASSERT_EQ(vorn_iot_init_backend(loadNothing, 0.33333f, 0.0f).library_status, RC_OK);
-    HostValues out = kSentinel;
-    vorn_iot_loop_backend(kStart, out.data(), saveNothing, 22, 101325, 45, 50000);
-    EXPECT_NE(out, kSentinel);
-    out = kSentinel;
-    vorn_iot_loop_backend(kStart, out.data(), saveNothing, 22, 101325, 45, 50000);
-    EXPECT_EQ(out, kSentinel) << "RC_W_INPUT_REPEATED must not reach the host";
-
-    // A rejected state stops the setup before the offset and the subscription.
-    learntBlob();  // made by host calls of its own, so not inside the setup below
-    gsx410_temperature_offset_g = 7.5f;
-    EXPECT_EQ(vorn_iot_init_backend(loadCorrupt, 0.33333f, 1.0f).library_status, RC_E_BLOB_CRC);
-    EXPECT_EQ(gsx410_temperature_offset_g, 7.5f);
-    out = kSentinel;
-    vorn_iot_loop_backend(kStart, out.data(), saveNothing, 22, 101325, 45, 50000);
-    EXPECT_EQ(out, HostValues{}) << "nothing subscribed: the step reports nothing";
-    gsx410_temperature_offset_g = 0.0f;
-}
-
-TEST(HostExports, HostSymbolsLiveOnlyInTheHostLibrary) {
-    void* core = dlopen(VORN_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-    void* host = dlopen(VORN_HOST_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_TRUE(core != nullptr && host != nullptr) << dlerror();
-    for (const char* name :
-         {"proccess_gsx_data", "state_load", "state_save", "vorn_iot_init_backend",
-          "vorn_iot_loop_backend", "gsx410_vorn_update_subscription", "gsx410_vorn_process_data",
-          "gsx410_temperature_offset_g"}) {
-        EXPECT_TRUE(dlsym(host, name) != nullptr && dlsym(core, name) == nullptr) << name;
-    }
-    // Only the host library replaces sleep(), with one that returns at once.
-    EXPECT_NE(dlsym(core, "sleep"), dlsym(host, "sleep"));
-    auto hostSleep = reinterpret_cast<int32_t (*)(int32_t)>(dlsym(host, "sleep"));
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(hostSleep(5), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
 }
 
 }  // namespace

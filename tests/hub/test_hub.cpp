@@ -71,20 +71,6 @@ TEST(HubSchedule, FactorIsTheIntervalRatioRoundedHalfUp) {
     }
 }
 
-TEST(HubSchedule, FactorCountsOnlyEligibleStepsFromTheLastReset) {
-    ChannelHub hub;
-    subscribe(hub, {{OUT_COMPENSATED_TEMPERATURE, 300}, {OUT_PASSTHROUGH_TEMPERATURE, 100}});
-    std::string runs;
-    for (int64_t t = 1; t <= 14; ++t) {  // every fourth step has no temperature sample
-        step(hub, {{static_cast<uint8_t>(t % 4 == 0 ? IN_PRESSURE : IN_TEMPERATURE), t, 20.0f}});
-        runs += hub.channelRunMask != 0 ? 'R' : '.';
-    }
-    EXPECT_EQ(runs, "..R...R...R...");
-    subscribe(hub, {{OUT_COMPENSATED_TEMPERATURE, 300}, {OUT_PASSTHROUGH_TEMPERATURE, 100}});
-    step(hub, {{IN_TEMPERATURE, 20, 20.0f}});
-    EXPECT_EQ(hub.channelRunMask, 0u);  // counter restarted
-}
-
 TEST(HubInputs, InhibitStopsModulesButNotPassThroughOrCounters) {
     ChannelHub hub;  // channel 9 runs on every third temperature sample
     subscribe(hub, {{OUT_PASSTHROUGH_TEMPERATURE, 100}, {OUT_COMPENSATED_TEMPERATURE, 300}});

@@ -93,15 +93,4 @@ TEST(DoSteps, OrderOverflowAndWarningPrecedence) {
     }
 }
 
-TEST(DoSteps, SlowerChannelRunsOnEveryThirdSample) {
-    vorn_init();
-    subscribe({{OUT_COMPENSATED_TEMPERATURE, kRate3s}, {OUT_PASSTHROUGH_TEMPERATURE, 1.0f}});
-    step({});
-    for (int k = 1; k <= 9; ++k) {
-        const Step s = step({sample(IN_TEMPERATURE, k * kSecond, 22.0f)});
-        ASSERT_EQ(s.outputs.size(), k % 3 == 0 ? 2u : 1u) << k;
-        EXPECT_EQ(s.outputs[0].id, OUT_PASSTHROUGH_TEMPERATURE);
-    }
-}
-
 }  // namespace

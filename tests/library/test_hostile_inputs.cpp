@@ -59,7 +59,8 @@ TEST(Hostile, ClocksStayDefinedAndOutputsFinite) {
             for (int repeat = 0; repeat < 3; ++repeat) {
                 const Cycle& c = client.cycle();
                 expectFinite(c.status, c.outputs);
-                EXPECT_TRUE(c.controlStatus == RC_OK || c.controlStatus == RC_W_CALL_TIME_DEVIATION);
+                EXPECT_TRUE(c.controlStatus == RC_OK ||
+                            c.controlStatus == RC_W_CALL_TIME_DEVIATION);
             }
         }
         for (const int64_t t : times) {
@@ -72,9 +73,9 @@ TEST(Hostile, ClocksStayDefinedAndOutputsFinite) {
 // A non-finite reading of any input (the offset's range is every finite float) refuses the
 // whole step and changes nothing; its time stamps are still free afterwards.
 TEST(Hostile, NonFiniteReadingsAreRefusedAndChangeNothing) {
-    for (const uint8_t id : {IN_PRESSURE, IN_HUMIDITY, IN_TEMPERATURE, IN_GAS_RESISTANCE,
-                             IN_TEMPERATURE_OFFSET, IN_MOD_HEATING_FLAG, IN_BASELINE_INDEX,
-                             IN_PROCESSING_INHIBIT}) {
+    for (const uint8_t id :
+         {IN_PRESSURE, IN_HUMIDITY, IN_TEMPERATURE, IN_GAS_RESISTANCE, IN_TEMPERATURE_OFFSET,
+          IN_MOD_HEATING_FLAG, IN_BASELINE_INDEX, IN_PROCESSING_INHIBIT}) {
         for (const float bad : {std::nanf(""), kInf, -kInf}) {
             SCOPED_TRACE(testing::Message() << int{id} << " " << bad);
             const int64_t t = runIn().now();

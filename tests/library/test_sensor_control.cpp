@@ -89,20 +89,4 @@ TEST(Trigger, Answers) {
     }
 }
 
-TEST(Trigger, ModifiedOnTimesUntilTheNextRegularSample) {
-    startTriggerScenario();
-    EXPECT_EQ(callsUpTo(0, 19).heater_duration_ms, 0);  // no gas at call 19
-    ASSERT_EQ(requestTrigger(), RC_OK);
-    SensorSettings s = callsUpTo(20, 20);                // every input with an interval, 60 s on
-    EXPECT_EQ(s.input_mask, kClimateAndGas | 1u << 21);  // and the modified-heating flag
-    EXPECT_EQ(s.heater_duration_ms, 1131);
-    EXPECT_EQ(s.heater_temperature_c, 400);
-    EXPECT_EQ(requestTrigger(), RC_W_TRIGGER_TOO_SOON);
-    EXPECT_EQ(callsUpTo(21, 21).input_mask, 0x4u);  // back to the rhythm
-    s = callsUpTo(22, 100);                         // next regular slot, still modified
-    EXPECT_EQ(s.input_mask, kClimateAndGas);
-    EXPECT_EQ(s.heater_duration_ms, 1800);
-    EXPECT_EQ(callsUpTo(101, 200).heater_duration_ms, 1943);
-}
-
 }  // namespace

@@ -100,17 +100,17 @@ INSTANTIATE_TEST_SUITE_P(Gates, TrackerGate,
                                            GateCase{25.0f, 50.0f, 1, 1, true, false, 2.0f}));
 
 // Temperature 90 C is out of range: bounds stay put and only grading runs.
-TEST_F(Tracker, GradingCountsInBandStepsAndSaturates) {
+TEST_F(Tracker, GradingCountsInBandStepsFromTwoSaturatesAndRestartsOutside) {
     t.learnt.robustMax = {5.5f, 5.5f};
     t.learnt.robustMin = {4.5f, 4.5f};
+    for (int i = 1; i <= 300; ++i) {
+        step(6.5f, 90.0f);  // x = 5.0, the band's centre; a fresh track has counted 2
+        EXPECT_EQ(t.learnt.inBandCount[0], std::min(i + 2, 255)) << i;
+        EXPECT_EQ(t.learnt.trackStatus[0], i + 2 < 20 ? 2.0f : 3.0f) << i;
+    }
     step(7.5f, 90.0f);  // x = 6.0, outside
     EXPECT_EQ(t.learnt.trackStatus[0], 2.0f);
     EXPECT_EQ(t.learnt.inBandCount[0], 0);
-    for (int i = 1; i <= 300; ++i) {
-        step(6.5f, 90.0f);  // x = 5.0, the band's centre
-        EXPECT_EQ(t.learnt.trackStatus[0], i < 20 ? 2.0f : 3.0f) << i;
-        EXPECT_EQ(t.learnt.inBandCount[0], std::min(i, 255)) << i;
-    }
     EXPECT_EQ(t.learnt.robustMax[0], 5.5f);
 }
 
@@ -138,20 +138,6 @@ TEST_F(Tracker, SettledTrackToleratesANarrowerBandAtItsCentre) {
         step(6.5f + c.xOffset * width, 90.0f);
         EXPECT_EQ(t.learnt.trackStatus[0], c.status) << c.previous << " " << c.xOffset;
     }
-}
-
-TEST_F(Tracker, HoldOffSuspendsTrackingUntilCountedDown) {
-    t.settings.holdOffTarget = {3600, 0};
-    step(6.5f, 25.0f, 0.0f, 1, 1, false, 1.5f);
-    step(6.5f, 25.0f, 0.0f, 1, 1, false, 1.0f);  // re-applied while the input holds
-    EXPECT_EQ(t.learnt.holdOffRemaining, 3600);
-    for (int i = 0; i < 1200; ++i) step(6.5f);
-    EXPECT_EQ(t.learnt.holdOffRemaining, 0);
-    EXPECT_EQ(t.learnt.robustMax[0], 0.0f);
-    step(6.5f);
-    EXPECT_EQ(t.learnt.robustMax[0], 5.0f);
-    step(6.5f, 25.0f, 0.0f, 1, 1, false, 2.0f);  // kind 2 targets 0: no hold-off, no move
-    EXPECT_EQ(t.learnt.holdOffRemaining, 0);
 }
 
 TEST_F(Tracker, HoldOffEventsMoveTowardTargetAndNeverWrap) {

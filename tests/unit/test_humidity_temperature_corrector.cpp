@@ -10,16 +10,6 @@
 namespace vorn {
 namespace {
 
-TEST(HumidityCorrector, CoefficientFollowsTheInterval) {
-    const std::array<uint16_t, 6> intervals = {100, 300, 1800, 6000, 30000, 65535};
-    const std::array<float, 6> coeffs = {0.076923f, 0.212671f, 0.71036f, 1.0f, 1.0f, 1.0f};
-    for (std::size_t i = 0; i < intervals.size(); ++i) {
-        HumidityTemperatureCorrector corrector;
-        corrector.setInterval(intervals[i]);
-        EXPECT_NEAR(corrector.derived.temperatureCoeff, coeffs[i], 1e-6) << intervals[i];
-    }
-}
-
 TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
     // Seeded step at equal temperatures: the clamped, corrected raw humidity.
     const std::array<float, 6> raw = {50, 0, -5, 150, 50, 80};
@@ -38,18 +28,6 @@ TEST(HumidityCorrector, ClampsCorrectsAndConvertsFromTheSmoothedTemperature) {
     EXPECT_NEAR(corrector.step(30.0f, 22.12671f, 50.0f), 50.0f, 1e-3);
     EXPECT_GT(corrector.step(22.12671f, 15.0f, 50.0f), 70.0f);  // cooler: wetter
     EXPECT_EQ(corrector.step(22.12671f, 0.0f, 80.0f), 100.0f);  // below the dew point
-}
-
-TEST(HumidityCorrectorSections, ConfiguringKeepsTheFilterAZeroStateReseeds) {
-    HumidityTemperatureCorrector corrector;
-    corrector.learnt.smoothedTemperature = 5.0f;
-    std::array<uint8_t, 12> config{12, 0, 10};
-    ASSERT_EQ(importSection(corrector, SectionKind::kConfiguration, config.data(), 12), RC_OK);
-    EXPECT_EQ(corrector.learnt.smoothedTemperature, 5.0f);
-    std::array<uint8_t, 8> state{8, 0, 10};  // 0.0: the next step starts from the raw temperature
-    ASSERT_EQ(importSection(corrector, SectionKind::kState, state.data(), 8), RC_OK);
-    corrector.step(31.0f, 31.0f, 50.0f);
-    EXPECT_EQ(corrector.learnt.smoothedTemperature, 31.0f);
 }
 
 }  // namespace

@@ -45,13 +45,6 @@ TEST(IaqDerived, FollowTheIntervalAndConfiguration) {
     }
 }
 
-TEST(IaqDerived, BeforeAnyIntervalTheFixedScaleRestsAtTheOffset) {
-    IaqEstimator e;
-    const IaqResults r = run(e, 4.0f);
-    EXPECT_EQ(r[1].value, 25.0f);
-    EXPECT_EQ(r[3].value, 1.0f);
-}
-
 TEST(IaqIndices, BandScaledIndexIsBoundedAndFixedScaleIsNot) {
     IaqEstimator e;
     e.setInterval(300);
@@ -102,18 +95,6 @@ TEST_F(IaqEstimates, LinearHasTwoPiecesAndExponentialIsCapped) {
     }
     e.settings.linearSlopeHigh = 1.0f;  // the knee does not follow the configuration
     EXPECT_EQ(at(100.0f)[2].value, 400.0f);
-}
-
-TEST(IaqPercent, PositionInTheSlowBandCappedAtOneHundred) {
-    IaqEstimator e;
-    e.setInterval(300);
-    struct Case {
-        float x, percent;
-    };
-    for (const Case c : {Case{5.0f, 0.0f}, Case{4.0f, 100.0f}, Case{4.5f, 50.0f},
-                         Case{3.0f, 100.0f}, Case{5.5f, -50.0f}}) {
-        EXPECT_FLOAT_EQ(run(e, c.x)[4].value, c.percent) << c.x;
-    }
 }
 
 TEST(IaqBlending, RisingIndicesArePulledTowardTheHeldValues) {

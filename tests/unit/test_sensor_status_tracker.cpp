@@ -90,14 +90,5 @@ TEST(StatusTracker, InterruptionsResetOnlyTheContinuousClockAndNeverWrap) {
     EXPECT_EQ(tracker.learnt.continuousTime, 1.0f);
 }
 
-TEST(StatusTrackerSections, ConfiguringDoesNotRederiveTheGapLimit) {
-    SensorStatusTracker tracker = trackerAt(300);
-    const std::array<uint8_t, 9> config = {9, 0, 5, 0, 0, 0, 0, 0x40, 0xFE};  // 2.0 ns, factor -2
-    ASSERT_EQ(importSection(tracker, SectionKind::kConfiguration, config.data(), 9), RC_OK);
-    EXPECT_EQ(tracker.settings.accumulatedTimeRequired, 2.0f);
-    EXPECT_EQ(tracker.settings.gapFactor, -2);
-    EXPECT_EQ(tracker.derived.maxGap, kSecond * 9 / 2);
-}
-
 }  // namespace
 }  // namespace vorn
