@@ -31,6 +31,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (repair == 2) vorn_test::restamp(blob);
 
     vorn_init();
+    const auto subscribeHost = [] {
+        return vorn_test::subscribeAll(vorn_test::kHostOutputs, vorn_test::kRate3s);
+    };
     if ((setup & 1u) != 0) FUZZ_CHECK(subscribeHost() == RC_OK);
     Driver driver;
     auto run = [&](unsigned cycles, uint8_t shape) {

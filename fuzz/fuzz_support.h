@@ -99,11 +99,11 @@ int32_t unchangedIf(bool mustNotChange, Call call) {
 // week) and processes, with the invariants of a cooperative cycle checked each time.
 struct Driver {
     vorn_test::Client client{vorn_test::Scenario({})};  // the targets subscribe themselves
-    uint32_t cycle = 0;
 
     // One cycle into outputs[0 .. n-1]; n becomes the number reported.
     int32_t run(uint8_t shape, OutputSample* outputs, uint8_t& n) {
-        const int64_t at = (int64_t{shape} * 1201 + cycle++) * vorn_test::Room::kPeriodNs;
+        const int64_t offset = int64_t{shape} * 1201 * vorn_test::Room::kPeriodNs;
+        const int64_t at = vorn_test::wrapAdd(client.now(), offset);
         const vorn_test::Cycle& c = client.cycle(vorn_test::sharedRoom().at(at), {outputs, n});
         FUZZ_CHECK(c.controlStatus == RC_OK || c.controlStatus == RC_W_CALL_TIME_DEVIATION);
         FUZZ_CHECK((c.plan.input_mask & ~vorn::kInputMask) == 0);
@@ -112,10 +112,5 @@ struct Driver {
         return c.status;
     }
 };
-
-// The host's outputs at its rate: what most devices subscribe.
-inline int32_t subscribeHost() {
-    return vorn_test::subscribeAll(vorn_test::kHostOutputs, vorn_test::kRate3s);
-}
 
 }  // namespace vorn_fuzz

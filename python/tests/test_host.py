@@ -27,7 +27,7 @@ class HostInterface(unittest.TestCase):
         self.assertEqual(os.getcwd(), self.cwd, "the directory change must not outlive the call")
         self.assertEqual(self.state_file.read_bytes()[:4], b"139\n")
         self.assertEqual(self.host.load_state(), self.state_file.read_bytes()[4:])
-#Gas below its range : no values, the host array keeps the last ones.
+        # Gas below its range: no values, the host array keeps the last ones.
         self.assertIsNone(self.host.process(1003, 23.9, 101325.7, 45.9, -1.0))
         self.assertEqual(self.host.values, first)
 

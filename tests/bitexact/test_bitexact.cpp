@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iomanip>
 #include <map>
 #include <span>
 #include <string>
@@ -69,11 +70,7 @@ struct Result {
 
 std::string hex(const std::vector<uint8_t>& bytes) {
     std::string s;
-    char buf[3];
-    for (uint8_t b : bytes) {
-        std::snprintf(buf, sizeof buf, "%02x", b);
-        s += buf;
-    }
+    for (const uint8_t b : bytes) s += {"0123456789abcdef"[b >> 4], "0123456789abcdef"[b & 15]};
     return s;
 }
 
@@ -135,11 +132,10 @@ Reference readReference() {
     std::ifstream in(VORN_BITEXACT_REFERENCE);
     std::string name, key, value;
     while (in >> name >> key >> value) {
-        if (key == "state") {
+        if (key == "state")
             ref[name].finalState = value;
-        } else {
+        else
             ref[name].hourly.push_back(std::stoull(value, nullptr, 16));
-        }
     }
     return ref;
 }
@@ -149,10 +145,8 @@ void writeReference() {
     for (const Week& sc : kWeeks) {
         const Result r = run(sc);
         for (size_t h = 0; h < r.hourly.size(); ++h) {
-            char line[64];
-            std::snprintf(line, sizeof line, "%s %zu %016llx\n", sc.name, h,
-                          static_cast<unsigned long long>(r.hourly[h]));
-            out << line;
+            out << sc.name << ' ' << std::dec << h << ' ' << std::hex << std::setw(16)
+                << std::setfill('0') << r.hourly[h] << '\n';
         }
         out << sc.name << " state " << r.finalState << "\n";
     }

@@ -39,8 +39,8 @@ void expectFinite(int32_t status, std::span<const OutputSample> outputs) {
     for (const OutputSample& o : outputs) EXPECT_TRUE(std::isfinite(o.value)) << int{o.id};
 }
 
-// Each row's clock values go through three cooperative cycles each and then, raw, straight
-// to the processing step (alternating ends so every difference spans the whole range).
+// Each of a row's clock values goes through three cooperative cycles and then, raw, straight
+// to the processing step (alternating ends so that every difference spans the whole range).
 TEST(Hostile, ClocksStayDefinedAndOutputsFinite) {
     const std::vector<int64_t> rows[] = {{kMax - 4 * kSecond, kMax},
                                          {kMin, kMin + 3 * kSecond},
@@ -62,8 +62,6 @@ TEST(Hostile, ClocksStayDefinedAndOutputsFinite) {
                 EXPECT_TRUE(c.controlStatus == RC_OK ||
                             c.controlStatus == RC_W_CALL_TIME_DEVIATION);
             }
-        }
-        for (const int64_t t : times) {
             const Step s = step(readings(t));
             expectFinite(s.status, s.outputs);
         }
@@ -73,9 +71,8 @@ TEST(Hostile, ClocksStayDefinedAndOutputsFinite) {
 // A non-finite reading of any input (the offset's range is every finite float) refuses the
 // whole step and changes nothing; its time stamps are still free afterwards.
 TEST(Hostile, NonFiniteReadingsAreRefusedAndChangeNothing) {
-    for (const uint8_t id :
-         {IN_PRESSURE, IN_HUMIDITY, IN_TEMPERATURE, IN_GAS_RESISTANCE, IN_TEMPERATURE_OFFSET,
-          IN_MOD_HEATING_FLAG, IN_BASELINE_INDEX, IN_PROCESSING_INHIBIT}) {
+    for (const vorn::InputRow& input : vorn::kInputTable) {
+        const auto id = static_cast<uint8_t>(input.id);
         for (const float bad : {std::nanf(""), kInf, -kInf}) {
             SCOPED_TRACE(testing::Message() << int{id} << " " << bad);
             const int64_t t = runIn().now();
