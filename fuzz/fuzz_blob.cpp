@@ -10,14 +10,13 @@ namespace {
 using namespace vorn_fuzz;
 constexpr vorn_test::BlobKind kKind = vorn_test::BlobKind::VORN_FUZZ_BLOB_KIND;
 
-// Work buffer sizes worth trying: every section's and blob's size and one either side of
-// them, and most often exactly the blob's size so that the import reaches the sections.
+// Work buffer sizes worth trying: every section's and blob's size and one either side, and
+// most often exactly the blob's size (or one either side) so the import reaches the sections.
 uint32_t pickWorkSize(uint8_t selector, uint32_t blobSize) {
     constexpr uint32_t kSizes[] = {0,   1,   3,   4,   23,  24,  44,  45,
                                    138, 139, 228, 229, 453, 454, 455, 1974};
     const uint8_t pick = selector % 24;
-    if (pick < 16) return kSizes[pick];
-    return pick == 16 ? blobSize - (blobSize > 0 ? 1 : 0) : blobSize + (pick == 17 ? 1 : 0);
+    return pick < 16 ? kSizes[pick] : blobSize + (pick == 17) - (pick == 16 && blobSize > 0);
 }
 
 }  // namespace

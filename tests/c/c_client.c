@@ -1,6 +1,6 @@
-/* A plain C99 client of the public header: the header must compile as C, and the
- * version call and the status codes a C client sees through the static archive must be
- * the documented ones. Prints the checks that fail. */
+/* A plain C99 client of the public header: the header must compile as C (running its
+ * record layout checks in C), and the version and status codes a C client sees through
+ * the static archive must be the documented ones. Prints the checks that fail. */
 #include <stdio.h>
 #include <string.h>
 
@@ -21,6 +21,5 @@ int main(void) {
     /* Status codes travel as int32_t; a C enum must carry both signs unchanged. */
     CHECK(RC_E_INPUT_ID == -1 && RC_E_SECTION_TOO_LARGE == -32 && RC_E_BLOB_OVERFLOW == -41 &&
           RC_E_SECTION_SHORT == -104 && RC_W_TRIGGER_TOO_SOON == 102 && RC_W_NO_OUTPUT_ROOM == 2);
-    /* The records' layouts are asserted in the header itself, which this file compiles as C. */
     return failed == 0 ? 0 : 1;
 }

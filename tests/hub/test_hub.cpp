@@ -8,7 +8,9 @@
 #include <initializer_list>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "hub/channel_hub.h"
@@ -19,25 +21,17 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-struct Request {
-    uint8_t output;
-    uint16_t interval;
-};
-struct Sample {
-    uint8_t input;
-    int64_t timestamp;
-    float value;
-};
-
-void subscribe(ChannelHub& hub, std::initializer_list<Request> requests) {
+// (output, interval) requests, applied as the library applies a subscription.
+void subscribe(ChannelHub& hub, std::initializer_list<std::pair<uint8_t, uint16_t>> requests) {
     hub.resetSamplIntvls();
-    for (const Request& r : requests) hub.updateOutputSamplIntvl(r.output, r.interval);
+    for (const auto& [output, interval] : requests) hub.updateOutputSamplIntvl(output, interval);
     hub.recalculateDownsampling();
     for (uint32_t c = 1; c <= kMaxChannelId; ++c) hub.applyChannelInterval(c);
 }
 
-void step(ChannelHub& hub, std::initializer_list<Sample> samples) {
-    for (const Sample& s : samples) hub.setInput(s.input, s.timestamp, s.value);
+// (input, time stamp, value) samples, then one step that starts with no valid outputs.
+void step(ChannelHub& hub, std::initializer_list<std::tuple<uint8_t, int64_t, float>> samples) {
+    for (const auto& [input, timestamp, value] : samples) hub.setInput(input, timestamp, value);
     hub.outputValidMask = 0;
     hub.step();
 }
@@ -77,7 +71,7 @@ TEST(HubInputs, InhibitStopsModulesButNotPassThroughOrCounters) {
     hub.setInput(IN_PROCESSING_INHIBIT, 1, 2.0f);
     for (int64_t t = 1; t <= 6; ++t) {
         if (t == 4) hub.setInput(IN_PROCESSING_INHIBIT, 4, 0.0f);
-        step(hub, {{IN_TEMPERATURE, t, 25.0f}});
+        step(hub, {{uint8_t{IN_TEMPERATURE}, t, 25.0f}});
         const bool due = t % 3 == 0, inhibited = t < 4;
         EXPECT_EQ(hub.channelRunMask, due ? bits({9}) : 0u) << t;
         EXPECT_EQ(hub.outputValidMask, bits({6}) | (due && !inhibited ? bits({14}) : 0u)) << t;

@@ -30,8 +30,7 @@ inline Step step(const std::vector<InputSample>& inputs, uint8_t capacity = 19) 
 inline SensorSettings control(int64_t t, int32_t* status = nullptr) {
     SensorSettings s{};
     const int32_t rc = vorn_sensor_control(t, &s);
-    if (status != nullptr) *status = rc;
-    return s;
+    return status != nullptr ? (*status = rc, s) : s;
 }
 
 }  // namespace vorn_test

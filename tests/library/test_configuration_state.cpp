@@ -1,5 +1,5 @@
-// Configuration and state blobs: layout, export refusals, import failures (nothing
-// changes, or only the sections before the failing one), round trips, output reset.
+// Configuration and state blobs: export refusals, import failures (nothing changes,
+// or only the sections before the failing one), accepted variants, output reset.
 #include <gtest/gtest.h>
 
 #include <algorithm>

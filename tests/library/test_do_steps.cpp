@@ -1,5 +1,5 @@
 // vorn_do_steps: the whole input list is validated before anything is stored,
-// warnings and their precedence, the caller's output array, order and downsampling.
+// warnings and their precedence, the caller's output array and its order.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -1,5 +1,5 @@
 // The scheduler through vorn_sensor_control: the measurement plan, call-time
-// deviations, and the on-demand trigger with the modified heater on-times after it.
+// deviations, the on-demand trigger's answers and the modified heater on-times.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -35,12 +36,8 @@ bool has(const std::string& text, const std::string& part) {
 class Cli : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("vorn_cli_" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
-                std::to_string(::getpid()));
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
+        std::string name = (fs::temp_directory_path() / "vorn_cli_XXXXXX").string();
+        dir_ = ::mkdtemp(name.data());
     }
     void TearDown() override { fs::remove_all(dir_); }
 

@@ -1,5 +1,5 @@
-// Gas humidity pre-processor: coefficients per interval, seeding with the floored
-// log resistance, per-element smoothing, and its sections.
+// Gas humidity pre-processor: seeding with the floored log resistance and
+// per-element smoothing.
 #include <gtest/gtest.h>
 
 #include <array>

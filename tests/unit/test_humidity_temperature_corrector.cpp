@@ -1,5 +1,5 @@
-// Humidity temperature corrector: the coefficient per interval, the seeded and
-// smoothed chip temperature, humidity clamping and correction, and its sections.
+// Humidity temperature corrector: the seeded and smoothed chip temperature, humidity
+// clamping and correction.
 #include <gtest/gtest.h>
 
 #include <array>

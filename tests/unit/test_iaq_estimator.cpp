@@ -1,5 +1,5 @@
 // IAQ estimator: derived slopes, the two indices, the linear and exponential
-// estimates, the percentage, progress blending, zero-width bands and sections.
+// estimates, progress blending and zero-width bands.
 #include <gtest/gtest.h>
 
 #include <bit>

@@ -1,6 +1,6 @@
-// Rounding, humidity conversion, the unfused polynomial and the bandwidth-to-
-// coefficient rule: where a plausible shortcut (floor(x + 0.5), a fused
-// multiply-add, a tolerance on w == 1) silently changes library outputs.
+// Rounding, the unfused polynomial and the bandwidth-to-coefficient rule: where a
+// plausible shortcut (floor(x + 0.5), a fused multiply-add, a tolerance on w == 1)
+// silently changes library outputs.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,8 +1,7 @@
-// Sensor status tracker: limits per interval, the two clocks across gaps and
-// extreme time stamps, and its sections.
+// Sensor status tracker: limits per interval, and the two clocks across gaps and
+// extreme time stamps.
 #include <gtest/gtest.h>
 
-#include <array>
 
 #include "identifiers/identifiers.h"
 #include "modules/sensor_status_tracker.h"
