@@ -8,7 +8,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <deque>
 #include <initializer_list>
 #include <limits>
@@ -18,6 +17,7 @@
 #include "engine/engine.h"
 #include "names.h"
 #include "serialization/blob_frame.h"
+#include "serialization/codec.h"
 #include "serialization/crc.h"
 #include "vorn/vorn.h"
 
@@ -171,16 +171,17 @@ std::vector<SectionLayout> sectionsOf(BlobKind kind) {
     return sections;
 }
 
+// Field images in the library's own byte order, on any host.
 template <typename T>
 T load(std::span<const uint8_t> bytes, size_t offset) {
     T value{};
-    std::memcpy(&value, bytes.data() + offset, sizeof(T));  // little-endian host assumed
+    loadLittleEndian(bytes.data() + offset, value);
     return value;
 }
 
 template <typename T>
 void store(std::span<uint8_t> bytes, size_t offset, T value) {
-    std::memcpy(bytes.data() + offset, &value, sizeof(T));
+    storeLittleEndian(bytes.data() + offset, value);
 }
 
 std::string knownSectionList(BlobKind kind) {

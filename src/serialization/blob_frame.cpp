@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "serialization/codec.h"
 #include "serialization/crc.h"
 #include "vorn/vorn.h"
 
@@ -17,14 +18,9 @@ constexpr uint32_t kSectionLengthBytes = 2;
 constexpr uint32_t kSectionIdOffset = 2;
 
 template <typename T>
-void storeLittleEndian(uint8_t* at, T value) {
-    std::memcpy(at, &value, sizeof(T));  // codec.h pins the platform to little-endian
-}
-
-template <typename T>
 T loadLittleEndian(const uint8_t* at) {
     T value{};
-    std::memcpy(&value, at, sizeof(T));
+    vorn::loadLittleEndian(at, value);
     return value;
 }
 

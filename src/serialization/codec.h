@@ -5,19 +5,59 @@
 // detectable by its length alone.
 #pragma once
 
+#include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <type_traits>
 
 namespace vorn {
 
-// The byte image of a field is its memory image: this holds on every target the
-// library is built for (x86-64, ARM Cortex-M).
-static_assert(std::endian::native == std::endian::little, "blobs are little-endian");
+// The unsigned integer as wide as T, whose bits carry T's image.
+template <size_t Width>
+using UnsignedOfWidth = std::conditional_t<
+    Width == 1, uint8_t,
+    std::conditional_t<Width == 2, uint16_t, std::conditional_t<Width == 4, uint32_t, uint64_t>>>;
+
+template <typename T>
+inline constexpr bool kIsStdArray = false;
+template <typename T, size_t N>
+inline constexpr bool kIsStdArray<std::array<T, N>> = true;
 
 template <typename T>
 concept Field = std::is_trivially_copyable_v<T>;
+
+// The little-endian image of a value: a scalar's bits from the least significant byte up,
+// an array's elements one after the other. Spelled out byte by byte rather than copied
+// from memory, so that a big-endian host writes and reads the same blobs; a little-endian
+// compiler turns each loop back into one plain store or load.
+template <Field T>
+void storeLittleEndian(uint8_t* at, const T& value) {
+    if constexpr (kIsStdArray<T>) {
+        for (const auto& element : value) {
+            storeLittleEndian(at, element);
+            at += sizeof(element);
+        }
+    } else {
+        const auto bits = std::bit_cast<UnsignedOfWidth<sizeof(T)>>(value);
+        for (size_t i = 0; i < sizeof(T); ++i) at[i] = static_cast<uint8_t>(bits >> (8 * i));
+    }
+}
+
+template <Field T>
+void loadLittleEndian(const uint8_t* at, T& value) {
+    if constexpr (kIsStdArray<T>) {
+        for (auto& element : value) {
+            loadLittleEndian(at, element);
+            at += sizeof(element);
+        }
+    } else {
+        using Bits = UnsignedOfWidth<sizeof(T)>;
+        Bits bits = 0;
+        for (size_t i = 0; i < sizeof(T); ++i) bits |= static_cast<Bits>(Bits{at[i]} << (8 * i));
+        value = std::bit_cast<T>(bits);
+    }
+}
 
 // Append the image of `field` at buffer[position]. When it does not fit, position
 // becomes capacity + 1 (the overflow marker) and nothing is written; once set, the
@@ -31,7 +71,7 @@ void serializeAndAdd(const T& field, uint8_t* buffer, uint32_t capacity, uint32_
         position = capacity + 1;
         return;
     }
-    std::memcpy(buffer + position, &field, width);
+    storeLittleEndian(buffer + position, field);
     position += width;
 }
 
@@ -39,7 +79,7 @@ void serializeAndAdd(const T& field, uint8_t* buffer, uint32_t capacity, uint32_
 // caller has checked that the section holds the field.
 template <Field T>
 void parseAndDeserialize(const uint8_t* buffer, uint32_t& position, T& field) {
-    std::memcpy(&field, buffer + position, sizeof(T));
+    loadLittleEndian(buffer + position, field);
     position += sizeof(T);
 }
 
