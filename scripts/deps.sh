@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   cmake g++ make pkg-config
-  libgtest-dev libbenchmark-dev libcli11-dev libfmt-dev
+  libgtest-dev libbenchmark-dev libcli11-dev libfmt-dev libmpfr-dev
   python3 python3-matplotlib
   clang libclang-rt-14-dev
   gcc-arm-none-eabi libnewlib-arm-none-eabi

@@ -37,8 +37,8 @@ bool Engine::checkIfSensorRequired(uint8_t id, SensorSettings& settings, uint16_
 // sample).
 uint16_t Engine::getModHeatingDuration(float seconds) {
     const float x = seconds;
-    const float p4 = f32::pow(x, 4.0f);
-    const float p3 = f32::pow(x, 3.0f);
+    const float p4 = f32::fourth(x);
+    const float p3 = f32::cube(x);
     const float sum =
         p4 * kModHeatC4 + p3 * kModHeatC3 + (x * x) * kModHeatC2 + x * kModHeatC1 + kModHeatC0;
     const double ms = roundd(static_cast<double>(sum * kMsPerSecond));

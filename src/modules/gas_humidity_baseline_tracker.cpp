@@ -126,12 +126,12 @@ void GasHumidityBaselineTracker::filterRobustMaxMin(float& bound, bool lowerBoun
     // never come closer than y.
     if (!lowerBound) {
         const float d = x - bound;
-        const float next = d > 0.0f ? bound + std::fmin(d, rise) : bound + d * relax;
-        bound = std::fmax(next, learnt.robustMin[k] + y);
+        const float next = d > 0.0f ? bound + f32::min(d, rise) : bound + d * relax;
+        bound = f32::max(next, learnt.robustMin[k] + y);
     } else {
         const float d = bound - x;
-        const float next = d > 0.0f ? bound - std::fmin(d, rise) : bound + (x - bound) * relax;
-        bound = std::fmin(next, learnt.robustMax[k] - y);
+        const float next = d > 0.0f ? bound - f32::min(d, rise) : bound + (x - bound) * relax;
+        bound = f32::min(next, learnt.robustMax[k] - y);
     }
 }
 
@@ -154,7 +154,7 @@ void applyEvent(GasHumidityBaselineTracker& t, uint8_t kind) {
     const int32_t distance = static_cast<int32_t>(t.learnt.holdOffRemaining) -
                              static_cast<int32_t>(t.settings.holdOffTarget[e]);
     const float move =
-        std::round(static_cast<float>(distance) / f32::exp(t.settings.holdOffExponent[e]));
+        f32::round(static_cast<float>(distance) / f32::exp(t.settings.holdOffExponent[e]));
     const float next = static_cast<float>(t.learnt.holdOffRemaining) - move;
     if (std::isnan(next)) return;
     t.learnt.holdOffRemaining = static_cast<uint16_t>(std::clamp(next, 0.0f, 65535.0f));
@@ -183,10 +183,10 @@ void classifyTrack(GasHumidityBaselineTracker& t, std::size_t k, float x, bool f
     const float u = t.learnt.robustMax[k];
     const float l = t.learnt.robustMin[k];
     const bool outside = u <= x || l >= x;
-    const float width = l != 0.0f ? std::fmax(u - l, y) : y;
+    const float width = l != 0.0f ? f32::max(u - l, y) : y;
     // 0 at or beyond the band's edges, rising linearly to 1 at its centre.
     const float centrality =
-        std::fmin(2.0f * std::fmin(std::fmax(u - x, 0.0f), std::fmax(x - l, 0.0f)) / width, 1.0f);
+        f32::min(2.0f * f32::min(f32::max(u - x, 0.0f), f32::max(x - l, 0.0f)) / width, 1.0f);
 
     if (!flagsSet) {
         t.learnt.trackStatus[k] = kStatusNone;

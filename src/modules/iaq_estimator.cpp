@@ -76,8 +76,8 @@ void IaqEstimator::step(const BaselineBounds& bounds, IaqResults& results, float
 
     const float scaled = bandScaledIndex(
         u1, bounds.lower[0], x, static_cast<float>(settings.indexScale), offset, upperLimit);
-    float index = std::fmin(upperLimit, std::fmax(lowerLimit, scaled));
-    float fixedScale = std::fmax(lowerLimit, (u1 - x) * derived.fixedSlope + offset);
+    float index = f32::min(upperLimit, f32::max(lowerLimit, scaled));
+    float fixedScale = f32::max(lowerLimit, (u1 - x) * derived.fixedSlope + offset);
 
     if (progress < 1.0f) {
         const float weight = progress * progress;
@@ -99,10 +99,10 @@ void IaqEstimator::step(const BaselineBounds& bounds, IaqResults& results, float
 
     results[kIndex] = {index, s1};
     results[kFixedScale] = {fixedScale, s1};
-    results[kLinear] = {std::fmax(base, linear), s1};
+    results[kLinear] = {f32::max(base, linear), s1};
     results[kExponential] = {
-        std::fmin(static_cast<float>(kExpUpperLimit), std::fmax(kExpFloor, exponential)), s1};
-    results[kGasPercent] = {std::fmin(kPercentFull, percent), s2};
+        f32::min(static_cast<float>(kExpUpperLimit), f32::max(kExpFloor, exponential)), s1};
+    results[kGasPercent] = {f32::min(kPercentFull, percent), s2};
 }
 
 }  // namespace vorn
