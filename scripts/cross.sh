@@ -1,0 +1,94 @@
+#!/usr/bin/env bash
+# Cross-platform bit identity: builds the library core and the scenario client of
+# tests/cross (C, public header only) for each platform, runs it under emulation and
+# fails unless every platform prints the same hash of every status, output bit and blob.
+#
+#   scripts/cross.sh [PLATFORM ...]     default: all of them
+#
+# Platforms: x86-64 (built for x86-64-v3, whose fused multiply-add the build must not
+# use), x86-64-no-fma (the baseline), aarch64, armhf (32-bit ARM Linux), s390x
+# (big-endian), cortex-m4 (newlib, hard float, semihosting under qemu-system-arm -M
+# mps2-an386). Installs the cross compilers and QEMU with apt-get when they are missing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+ROOT=$(pwd)
+BUILD=$ROOT/build-cross
+
+all=(x86-64 x86-64-no-fma aarch64 armhf s390x cortex-m4)
+platforms=("$@")
+[ ${#platforms[@]} -eq 0 ] && platforms=("${all[@]}")
+
+packages=(g++ qemu-user-static)
+for p in "${platforms[@]}"; do
+  case "$p" in
+    aarch64) packages+=(g++-aarch64-linux-gnu) ;;
+    armhf) packages+=(g++-arm-linux-gnueabihf) ;;
+    s390x) packages+=(g++-s390x-linux-gnu) ;;
+    cortex-m4) packages+=(gcc-arm-none-eabi libnewlib-arm-none-eabi libstdc++-arm-none-eabi-newlib
+                          qemu-system-arm) ;;
+    x86-64 | x86-64-no-fma) ;;
+    *) echo "unknown platform '$p' (known: ${all[*]})" >&2; exit 2 ;;
+  esac
+done
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "== cross: installing ${missing[*]}"
+  SUDO=""
+  [ "$(id -u)" -ne 0 ] && SUDO="sudo"
+  $SUDO apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}" >/dev/null
+fi
+
+mkdir -p "$BUILD"
+cmake -DVORN_GENERATED_DIR="$BUILD/generated" -P cmake/VornVersion.cmake
+CORE=$(find src -name '*.cpp' -not -path 'src/host/*' | sort)
+COMMON=(-O2 -ffp-contract=off -I"$ROOT/include" -I"$BUILD/generated")
+CXXFLAGS=(-std=c++20 -fno-exceptions -fno-rtti -I"$ROOT/src" -DVORN_BUILDING_LIBRARY)
+
+# build PLATFORM PREFIX RUNNER [FLAGS...]: compile, link, run; prints the hash.
+build() {
+  local name=$1 prefix=$2 runner=$3
+  shift 3
+  local dir=$BUILD/$name link=(-static)
+  mkdir -p "$dir"
+  [ "$name" = cortex-m4 ] && link=(--specs=rdimon.specs -Wl,--section-start=.vectors=0x0)
+  for src in $CORE; do
+    "${prefix}g++" "${CXXFLAGS[@]}" "${COMMON[@]}" "$@" -c "$src" -o "$dir/$(basename "$src" .cpp).o" &
+  done
+  wait
+  "${prefix}gcc" -std=c99 "${COMMON[@]}" "$@" -c tests/cross/scenario.c -o "$dir/scenario.o"
+  [ "$name" = cortex-m4 ] && "${prefix}gcc" "$@" -c tests/cross/m4_start.c -o "$dir/start.o"
+  "${prefix}g++" "$@" "${link[@]}" "$dir"/*.o -o "$dir/scenario" -lm
+  $runner "$dir/scenario"
+}
+
+# The x86-64-v3 build runs natively where the CPU has FMA, else under QEMU.
+v3=qemu-x86_64-static
+grep -qw fma /proc/cpuinfo && v3=""
+declare -A hashes
+for p in "${platforms[@]}"; do
+  case "$p" in
+    x86-64) hashes[$p]=$(build "$p" "" "$v3" -march=x86-64-v3) ;;
+    x86-64-no-fma) hashes[$p]=$(build "$p" "" "" -march=x86-64 -mno-fma) ;;
+    aarch64) hashes[$p]=$(build "$p" aarch64-linux-gnu- qemu-aarch64-static) ;;
+    armhf) hashes[$p]=$(build "$p" arm-linux-gnueabihf- qemu-arm-static) ;;
+    s390x) hashes[$p]=$(build "$p" s390x-linux-gnu- qemu-s390x-static) ;;
+    cortex-m4)
+      hashes[$p]=$(build "$p" arm-none-eabi- "timeout 600 qemu-system-arm -M mps2-an386 \
+        -nographic -semihosting -kernel" -mcpu=cortex-m4 -mthumb -mfloat-abi=hard \
+        -mfpu=fpv4-sp-d16) ;;
+  esac
+  echo "   $p: ${hashes[$p]}"
+done
+
+first=${hashes[${platforms[0]}]}
+for p in "${platforms[@]}"; do
+  if [ "${hashes[$p]}" != "$first" ]; then
+    echo "!! cross: $p differs from ${platforms[0]}"
+    exit 1
+  fi
+done
+echo "== cross: ${#platforms[@]} platforms, one hash $first"
