@@ -19,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "math/elementary.h"
 #include "math/f32.h"
 
 namespace {
@@ -43,12 +44,19 @@ int mpfrFourth(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) {
 int mpfrRound(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t) {
     return mpfr_round(r, x);
 }
+int mpfrExp10(mpfr_ptr r, mpfr_srcptr x, mpfr_rnd_t rnd) {
+    return mpfr_exp10(r, x, rnd);
+}
 
 const Function kFunctions[] = {
     {"sqrt", vorn::f32::sqrt, [](long double x) { return sqrtl(x); }, mpfr_sqrt},
     {"cube", vorn::f32::cube, [](long double x) { return x * x * x; }, mpfrCube},
     {"fourth", vorn::f32::fourth, [](long double x) { return (x * x) * (x * x); }, mpfrFourth},
     {"round", vorn::f32::round, [](long double x) { return roundl(x); }, mpfrRound},
+    {"exp", vorn::elementary::exp, [](long double x) { return expl(x); }, mpfr_exp},
+    {"exp10", vorn::elementary::exp10, [](long double x) { return exp10l(x); }, mpfrExp10},
+    {"log", vorn::elementary::log, [](long double x) { return logl(x); }, mpfr_log},
+    {"log10", vorn::elementary::log10, [](long double x) { return log10l(x); }, mpfr_log10},
 };
 
 // The correctly rounded float of f(x), from MPFR with binary32's precision and range.

@@ -1,5 +1,5 @@
 // The library's single-precision functions. The exact ones work in binary64 without a
-// fused multiply-add: a float's square fits a double exactly, and Dekker's product gives
+// fused multiply-add: a float's square fits a double exactly, and an exact product gives
 // the rest of a longer one as a second double, so every result is the exact value rounded
 // once. The transcendental ones are the C library's float overloads for now.
 #include "math/f32.h"
@@ -9,50 +9,12 @@
 #include <cstdint>
 #include <limits>
 
+#include "math/two_double.h"
+
 namespace vorn::f32 {
 namespace {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr double kTwoPow128 = 0x1p128;  // where the float after FLT_MAX would lie
-
-// a * b == product + error exactly (Dekker): each factor split into two halves of at most
-// 26 significant bits whose partial products are exact in binary64.
-struct Product {
-    double product, error;
-};
-Product exactProduct(double a, double b) {
-    constexpr double kSplitter = 134217729.0;  // 2^27 + 1
-    const double ca = kSplitter * a, cb = kSplitter * b;
-    const double aHigh = ca - (ca - a), aLow = a - aHigh;
-    const double bHigh = cb - (cb - b), bLow = b - bHigh;
-    const double p = a * b;
-    return {p, ((aHigh * bHigh - p) + aHigh * bLow + aLow * bHigh) + aLow * bLow};
-}
-
-// A float's value as a double, with 2^128 standing for infinity.
-double asDouble(float value) {
-    return value == kInfinity ? kTwoPow128 : static_cast<double>(value);
-}
-
-// high + low rounded once to float, where |low| is at most half an ulp of the double high
-// (as an exact product's error is). Rounding high alone is right unless high lies exactly
-// half-way between two floats; then low's sign decides, and without low the tie goes to
-// the even one, as the conversion already did.
-float nearest(double high, double low) {
-    if (!(high - high == 0.0)) return static_cast<float>(high);  // NaN or infinite
-    const bool negative = std::signbit(high);
-    const double magnitude = negative ? -high : high, rest = negative ? -low : low;
-    float result = static_cast<float>(magnitude);
-    const double off = magnitude - asDouble(result);  // exact: the two are within an ulp
-    if (off != 0.0 && rest != 0.0 && (rest > 0.0) == (off > 0.0) &&
-        !(result == kInfinity && off > 0.0)) {
-        const uint32_t bits = std::bit_cast<uint32_t>(result);
-        const float other = std::bit_cast<float>(off > 0.0 ? bits + 1 : bits - 1);
-        if (2.0 * std::fabs(off) == std::fabs(asDouble(other) - asDouble(result))) result = other;
-    }
-    return negative ? -result : result;
-}
-
 }  // namespace
 
 float log(float x) {
@@ -92,14 +54,14 @@ float sqrt(float x) {
 
 float cube(float x) {
     const double d = x;
-    const Product p = exactProduct(d * d, d);  // d * d is exact
-    return nearest(p.product, p.error);
+    const TwoDouble p = exactProduct(d * d, d);  // d * d is exact
+    return roundToFloat(p.hi, p.lo);
 }
 
 float fourth(float x) {
     const double square = static_cast<double>(x) * x;  // exact
-    const Product p = exactProduct(square, square);
-    return nearest(p.product, p.error);
+    const TwoDouble p = exactProduct(square, square);
+    return roundToFloat(p.hi, p.lo);
 }
 
 float round(float x) {
