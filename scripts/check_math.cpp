@@ -57,6 +57,7 @@ const Function kFunctions[] = {
     {"exp10", vorn::elementary::exp10, [](long double x) { return exp10l(x); }, mpfrExp10},
     {"log", vorn::elementary::log, [](long double x) { return logl(x); }, mpfr_log},
     {"log10", vorn::elementary::log10, [](long double x) { return log10l(x); }, mpfr_log10},
+    {"sin", vorn::elementary::sin, [](long double x) { return sinl(x); }, mpfr_sin},
 };
 
 // The correctly rounded float of f(x), from MPFR with binary32's precision and range.

@@ -229,6 +229,84 @@ constexpr double kLn2Over64Low = 0x1.cf79abc9e3b3ap-46;
 constexpr double k64OverLn2 = 0x1.71547652b82fep+6;
 constexpr double kLn2High = 0x1.62e42fefa4000p-1;  // 41 bits: e * high is exact
 constexpr double kLn2Low = -0x1.8432a1b0e2634p-43;
+// sin(k/64) and cos(k/64) as hi + lo, k = 0..51 (51/64 > pi/4).
+struct SinCos {
+    TwoDouble sin, cos;
+};
+constexpr SinCos kSinCosTable[52] = {
+    {{0x0.0p+0, 0x0.0p+0}, {0x1.0000000000000p+0, 0x0.0p+0}},
+    {{0x1.fffaaaaeeeed5p-7, -0x1.2ab639a9f0776p-63}, {0x1.fff000155549fp-1, 0x1.28a28a03a5ef3p-55}},
+    {{0x1.ffeaaaeeee86fp-6, -0x1.cd406fb224ae2p-60},
+     {0x1.ffc00155527d3p-1, -0x1.3b54492d89b5bp-55}},
+    {{0x1.7fdc01032fba9p-5, -0x1.599bdf46e997ap-59},
+     {0x1.ff7006bfdf99fp-1, -0x1.8b3b560648d5fp-56}},
+    {{0x1.ffaaaeeed4edbp-5, -0x1.2d16d32684b69p-59}, {0x1.ff0015549f4d3p-1, 0x1.328387b99426fp-55}},
+    {{0x1.3facb12d1755bp-4, -0x1.921915299468bp-58},
+     {0x1.fe7034129ef6fp-1, -0x1.cbf4337c96f97p-57}},
+    {{0x1.7f701032550e4p-4, 0x1.afc2d1800501ap-60}, {0x1.fdc06bf7e6b9bp-1, 0x1.31902b535f8dbp-55}},
+    {{0x1.bf1b78568391dp-4, 0x1.e91841dea4cc8p-58}, {0x1.fcf0c800e99b1p-1, 0x1.ea3d786d186acp-57}},
+    {{0x1.feaaeee86ee36p-4, -0x1.afcb2bcc6f03bp-59}, {0x1.fc015527d5bd3p-1, 0x1.b68f35094efb8p-55}},
+    {{0x1.1f0d3d7afceafp-3, -0x1.6ef95099769a5p-57},
+     {0x1.faf22263c4bd3p-1, -0x1.52ace133a2769p-58}},
+    {{0x1.3eb312c5d66cbp-3, 0x1.47d666b66cb91p-57}, {0x1.f9c340a7cc428p-1, 0x1.c5b6b063b7462p-55}},
+    {{0x1.5e44fcfa126f3p-3, -0x1.6f443063f89b6p-57},
+     {0x1.f874c2e1eecf6p-1, -0x1.c6514e1332b16p-55}},
+    {{0x1.7dc102fbaf2b5p-3, 0x1.5ab50e23c97c3p-59}, {0x1.f706bdf9ece1cp-1, -0x1.698c80c36dcb4p-55}},
+    {{0x1.9d252d0cec312p-3, 0x1.9c43d80b1137dp-58}, {0x1.f57948cff6797p-1, 0x1.e3a0d3e03b1d4p-57}},
+    {{0x1.bc6f84edc6199p-3, 0x1.9c1a56a7b0cabp-57}, {0x1.f3cc7c3b3d16ep-1, -0x1.21a3ad28a3494p-57}},
+    {{0x1.db9e15fb5a5d0p-3, -0x1.32e20d6cc6fc2p-57}, {0x1.f20073086649fp-1, 0x1.b940416c1984bp-56}},
+    {{0x1.faaeed4f31577p-3, -0x1.15d88508e32b8p-57}, {0x1.f01549f7deea1p-1, 0x1.d3c1e99e5cafdp-55}},
+    {{0x1.0cd00cef36436p-2, -0x1.9fb0a0c93e2b4p-56},
+     {0x1.ee0b1fbc0f11cp-1, -0x1.bfd2380bbc3b1p-59}},
+    {{0x1.1c37d64c6b876p-2, 0x1.46076fe0dcff4p-56}, {0x1.ebe214f76efa8p-1, -0x1.02f9f12ba543ep-55}},
+    {{0x1.2b8ddc43eb49fp-2, 0x1.1553899f2d807p-57}, {0x1.e99a4c3a7cd83p-1, -0x1.2264b1bc53ce8p-55}},
+    {{0x1.3ad129769d3d8p-2, 0x1.03d550487839ap-63}, {0x1.e733ea0193d40p-1, -0x1.6428b3546ce13p-55}},
+    {{0x1.4a00c9b0f3d20p-2, 0x1.823ba6bb08eadp-56}, {0x1.e4af14b2a449cp-1, -0x1.68ca02e8a6833p-55}},
+    {{0x1.591bc9fa2f597p-2, 0x1.7c74bac3fe0cbp-57}, {0x1.e20bf49acd6c1p-1, -0x1.660aec7ef636bp-58}},
+    {{0x1.682138a38d7f7p-2, -0x1.d889202444aadp-56},
+     {0x1.df4ab3ebd875ep-1, -0x1.e2d8a7e6736c4p-55}},
+    {{0x1.7710255764214p-2, -0x1.6ead7314bb6cep-57}, {0x1.dc6b7eb995912p-1, 0x1.4b364776dcd35p-58}},
+    {{0x1.85e7a12826949p-2, 0x1.8a40e9b5face0p-56}, {0x1.d96e82f71a9dcp-1, 0x1.ff61bd5d2039dp-55}},
+    {{0x1.94a6be9f546c5p-2, -0x1.69ce13e683f58p-56},
+     {0x1.d653f073e4040p-1, -0x1.76236434bec37p-55}},
+    {{0x1.a34c91cc50ccap-2, -0x1.a310e3b50cecdp-58}, {0x1.d31bf8d8d7c06p-1, 0x1.e60dd3089cbddp-56}},
+    {{0x1.b1d8305321617p-2, -0x1.ae242cb99f519p-56}, {0x1.cfc6cfa52ad9fp-1, 0x1.8b5b5508f2a0dp-55}},
+    {{0x1.c048b17b140a3p-2, 0x1.19fe6757e9fa7p-57}, {0x1.cc54aa2b2972ep-1, 0x1.4ee162ba83a98p-57}},
+    {{0x1.ce9d2e3d4a51fp-2, -0x1.2fc8a12dae298p-57}, {0x1.c8c5bf8ce1a84p-1, 0x1.ab3d1a1590123p-56}},
+    {{0x1.dcd4c15329c9ap-2, 0x1.0d4c6e171fd9ap-56}, {0x1.c51a48b8b175ep-1, -0x1.1bbb43b9aa880p-57}},
+    {{0x1.eaee8744b05f0p-2, -0x1.789b43c9b027dp-58},
+     {0x1.c1528065b7d50p-1, -0x1.892111312e828p-55}},
+    {{0x1.f8e99e76abc97p-2, 0x1.9d950af2d00a3p-58}, {0x1.bd6ea310294f5p-1, 0x1.31bbcc88c109dp-56}},
+    {{0x1.0362939c69955p-1, -0x1.2d8cd78397b01p-55}, {0x1.b96eeef58840ep-1, 0x1.45a3cc78fade0p-58}},
+    {{0x1.0a4021e9e1001p-1, -0x1.6f643a13914f6p-55}, {0x1.b553a410c104ep-1, 0x1.8ff7947027a15p-58}},
+    {{0x1.110d0c4b69c3bp-1, 0x1.d918998809981p-55}, {0x1.b11d04162a4c6p-1, 0x1.1dd561efbc0c2p-56}},
+    {{0x1.17c8e5f2eedb0p-1, 0x1.35e57102e2488p-57}, {0x1.accb526f69de5p-1, 0x1.8fb6a8dd6b6ccp-55}},
+    {{0x1.1e7343236574cp-1, 0x1.22a3fa4f41d5ap-56}, {0x1.a85ed4373e02dp-1, 0x1.9be06385ec792p-57}},
+    {{0x1.250bb93788bbbp-1, 0x1.ea3d02457bccep-56}, {0x1.a3d7d0352bdcfp-1, -0x1.68dbaeca19669p-55}},
+    {{0x1.2b91dea88421ep-1, -0x1.fa371db216ab0p-55},
+     {0x1.9f368ed912f85p-1, -0x1.1d200c5791606p-55}},
+    {{0x1.32054b148bc4fp-1, 0x1.f6b42095a135bp-55}, {0x1.9a7b5a36a6514p-1, 0x1.722cfcc9fa7a9p-55}},
+    {{0x1.386597456282bp-1, -0x1.10fada93b07a8p-56},
+     {0x1.95a67e00cb1fdp-1, -0x1.0befda21f862dp-55}},
+    {{0x1.3eb25d36cd53ap-1, -0x1.be570e1570fc0p-58},
+     {0x1.90b84784ddaf7p-1, -0x1.0feb10ab93b87p-56}},
+    {{0x1.44eb381cf386bp-1, -0x1.3ed6c1e6a5505p-55}, {0x1.8bb105a5dc900p-1, 0x1.863e03e9474c1p-55}},
+    {{0x1.4b0fc46aab761p-1, 0x1.0da05738cc59cp-61}, {0x1.869108d77a6c6p-1, 0x1.338ffe2bfe9ddp-56}},
+    {{0x1.511f9fd7b351cp-1, -0x1.5c0e861c48831p-55},
+     {0x1.8158a31916d5dp-1, -0x1.de8b90b8228dep-57}},
+    {{0x1.571a6966d59b3p-1, 0x1.c843b4d0fb197p-58}, {0x1.7c0827f09e54fp-1, -0x1.c73d6d72aee68p-57}},
+    {{0x1.5cffc16bf8f0dp-1, 0x1.96cb370eb578ap-55}, {0x1.769fec655211fp-1, -0x1.827d5cf8c68c5p-57}},
+    {{0x1.62cf49921ac79p-1, -0x1.edd9855b6241ap-55}, {0x1.712046fa77678p-1, 0x1.425b0a5029c81p-55}},
+    {{0x1.6888a4e134b2fp-1, -0x1.6b7d37644d5e6p-55}, {0x1.6b898fa9efb5dp-1, 0x1.15ac786ccf4b2p-56}},
+    {{0x1.6e2b77c40bde1p-1, -0x1.0e729857fad53p-56},
+     {0x1.65dc1fdeb8cbap-1, -0x1.97c1b47337c77p-58}},
+};
+constexpr TwoDouble kHalfPi = {0x1.921fb54442d18p+0, 0x1.1a62633145c07p-54};
+// The first 320 bits of 2/pi, most significant first: enough for any float's quadrant
+// and 130 bits of its remainder.
+constexpr uint32_t kTwoOverPi[10] = {0xA2F9836E, 0x4E441529, 0xFC2757D1, 0xF534DDC0, 0xDB629599,
+                                     0x3C439041, 0xFE5163AB, 0xDEBBC561, 0xB7246E3A, 0x424DD2E0};
+
 constexpr TwoDouble kLn10 = {0x1.26bb1bbb55516p+1, -0x1.f48ad494ea3e9p-53};
 constexpr TwoDouble kInverseLn10 = {0x1.bcb7b1526e50ep-2, 0x1.95355baaafad3p-57};
 
@@ -286,6 +364,75 @@ TwoDouble logOf(float x) {
     return fastTwoSum(sum.hi, sum.lo);
 }
 
+// Bits index .. index + 31 of 2/pi, bit 1 being the one worth 1/2; zeros before it.
+uint32_t twoOverPiBits(int index) {
+    const int first = index - 1;
+    const int word = first >= 0 ? first / 32 : -((31 - first) / 32);
+    const int shift = first - 32 * word;
+    const auto at = [](int w) { return w >= 0 && w < 10 ? uint64_t{kTwoOverPi[w]} : 0; };
+    return static_cast<uint32_t>(((at(word) << 32 | at(word + 1)) << shift) >> 32);
+}
+
+// x = r + q * pi/2 for a float x above pi/4: q modulo 4 and r (|r| <= pi/4) as hi + lo,
+// from x times 2/pi in exact integer arithmetic on 32-bit pieces (Payne and Hanek).
+// x = m * 2^e with m an integer below 2^24; the bits of 2/pi worth 4 or more after the
+// product only add multiples of 4, so a 160-bit window from the bit worth 2 suffices.
+TwoDouble reduceHalfPi(float x, int& quadrant) {
+    const uint32_t bits = std::bit_cast<uint32_t>(x);
+    const int e = static_cast<int>(bits >> 23) - 150;  // x is normal here (above pi/4)
+    const uint64_t m = (bits & 0x7FFFFF) | 0x800000;
+    uint32_t product[6] = {};  // m times the window, least significant word first
+    uint64_t carry = 0;
+    for (int k = 4; k >= 0; --k) {
+        carry += m * twoOverPiBits(e - 1 + 32 * k);
+        product[4 - k] = static_cast<uint32_t>(carry);
+        carry >>= 32;
+    }
+    product[5] = static_cast<uint32_t>(carry);
+    // The product is x * 2/pi times 2^158 (modulo 4 * 2^158): bits 158 and 159 count
+    // the quadrant, the 158 below are the fraction.
+    quadrant = static_cast<int>((product[4] >> 30) & 3);
+    uint64_t high = uint64_t{product[4] & 0x3FFFFFFF} << 34 | uint64_t{product[3]} << 2 |
+                    product[2] >> 30;  // fraction bits 1..64
+    uint64_t low = uint64_t{product[2]} << 34 | uint64_t{product[1]} << 2 | product[0] >> 30;
+    double sign = 1.0;
+    if (high >> 63) {  // a half or more: count one more quadrant and go back from it
+        ++quadrant;
+        sign = -1.0;
+        high = ~high + (low == 0 ? 1 : 0);
+        low = ~low + 1;
+    }
+    // fraction = high * 2^-64 + low * 2^-128, each part split so that it converts exactly.
+    const TwoDouble f = fastTwoSum(
+        static_cast<double>(high >> 11) * 0x1p-53,
+        static_cast<double>(high & 0x7FF) * 0x1p-64 + static_cast<double>(low >> 11) * 0x1p-117);
+    const TwoDouble r = exactProduct(f.hi, kHalfPi.hi);
+    return fastTwoSum(sign * r.hi, sign * (r.lo + f.hi * kHalfPi.lo + f.lo * kHalfPi.hi));
+}
+
+// sin(r) (or cos(r) when `cosine`) for 0 <= r <= pi/4 + a little, as hi + lo: r = k/64 + t
+// with |t| <= 1/128, then the sum formulas with the table's sin and cos of k/64.
+TwoDouble sinCosReduced(TwoDouble r, bool cosine) {
+    const int k = static_cast<int>(r.hi * 64 + 0.5);
+    const TwoDouble t = fastTwoSum(r.hi - k * 0x1p-6, r.lo);  // the subtraction is exact
+    const TwoDouble square = exactProduct(t.hi, t.hi);
+    const double t2 = square.hi;
+    // sin t = t + t * s, cos t = 1 - t^2/2 + c: s and c in binary64.
+    const double s = -t2 * (1.0 / 6 - t2 * (1.0 / 120 - t2 * (1.0 / 5040 - t2 / 362880)));
+    const double c = t2 * t2 * (1.0 / 24 - t2 * (1.0 / 720 - t2 / 40320));
+    const SinCos& a = kSinCosTable[k];
+    // sin(a + t) = S + C t + C t s - S t^2/2 + S c;  cos(a + t) = C - S t - S t s - C t^2/2 + C c
+    const TwoDouble& first = cosine ? a.cos : a.sin;
+    const TwoDouble second = cosine ? TwoDouble{-a.sin.hi, -a.sin.lo} : a.cos;
+    const TwoDouble linear = exactProduct(second.hi, t.hi);
+    TwoDouble sum = twoSum(first.hi, linear.hi);
+    const TwoDouble half = twoSum(sum.hi, -0.5 * first.hi * t2);
+    sum = {half.hi, sum.lo + half.lo};
+    sum.lo += first.lo + linear.lo + second.hi * t.lo + second.lo * t.hi + second.hi * t.hi * s -
+              0.5 * (first.hi * square.lo + first.lo * t2) - first.hi * t.hi * t.lo + first.hi * c;
+    return fastTwoSum(sum.hi, sum.lo);
+}
+
 // The special values of both logarithms; false when x is an ordinary positive number.
 bool logSpecial(float x, float& result) {
     if (x != x || x == kInfinity) return result = x, true;
@@ -310,6 +457,24 @@ float exp10(float x) {
     if (x < -46.0f) return 0.0f;
     const TwoDouble a = exactProduct(x, kLn10.hi);
     return expOf(fastTwoSum(a.hi, a.lo + static_cast<double>(x) * kLn10.lo));
+}
+
+float sin(float x) {
+    if (x != x || x == 0.0f) return x;
+    if (x - x != 0.0f) return kNaN;  // infinities
+    const bool negative = x < 0.0f;
+    const float a = negative ? -x : x;
+    int quadrant = 0;
+    TwoDouble r = {a, 0.0};
+    if (a > 0.785f) r = reduceHalfPi(a, quadrant);
+    const bool rNegative = r.hi < 0.0;
+    if (rNegative) r = {-r.hi, -r.lo};
+    const bool cosine = (quadrant & 1) != 0;
+    TwoDouble v = sinCosReduced(r, cosine);
+    // sin(q pi/2 + r): sin r, cos r, -sin r, -cos r; sin is odd, cos even in r.
+    const bool flip = (((quadrant & 2) != 0) != (rNegative && !cosine)) != negative;
+    if (flip) v = {-v.hi, -v.lo};
+    return roundToFloat(v.hi, v.lo);
 }
 
 float log(float x) {

@@ -1,4 +1,4 @@
-// The library's own correctly rounded exponential and logarithms in single precision:
+// The library's own correctly rounded exponential, logarithms and sine in single precision:
 // evaluated in binary64, the last steps as an unevaluated sum of two doubles, to within
 // about 2^-70 of the exact value, then rounded once. Plain IEEE arithmetic without a fused
 // multiply-add or the C library, so every platform gives the same bits; the constants come
@@ -13,5 +13,6 @@ float exp(float x);
 float exp10(float x);  // 10^x
 float log(float x);
 float log10(float x);
+float sin(float x);  // NaN for infinities
 
 }  // namespace vorn::elementary
