@@ -1,7 +1,7 @@
-// The library's single-precision functions. The exact ones work in binary64 without a
-// fused multiply-add: a float's square fits a double exactly, and an exact product gives
-// the rest of a longer one as a second double, so every result is the exact value rounded
-// once. The transcendental ones are the C library's float overloads for now.
+// The library's single-precision functions, all its own: the exact ones work in binary64
+// without a fused multiply-add (a float's square fits a double exactly, and an exact
+// product gives the rest of a longer one as a second double), so every result is the
+// exact value rounded once; the transcendental ones are in math/elementary.
 #include "math/f32.h"
 
 #include <bit>
@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "math/elementary.h"
 #include "math/two_double.h"
 
 namespace vorn::f32 {
@@ -18,19 +19,19 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 }  // namespace
 
 float log(float x) {
-    return std::log(x);
+    return elementary::log(x);
 }
 float log10(float x) {
-    return std::log10(x);
+    return elementary::log10(x);
 }
 float exp(float x) {
-    return std::exp(x);
+    return elementary::exp(x);
 }
-float pow(float x, float y) {
-    return std::pow(x, y);
+float exp10(float x) {
+    return elementary::exp10(x);
 }
 float sin(float x) {
-    return std::sin(x);
+    return elementary::sin(x);
 }
 
 // Newton's iteration in binary64 comes within a few double ulps of the root; the float it

@@ -1,21 +1,19 @@
-// The single-precision functions the library computes with, in one place, so that every
-// caller rounds alike. The exact ones (square root, integer powers, rounding, minimum and
-// maximum) are the library's own, correctly rounded in plain IEEE arithmetic, and give the
-// same bits on every platform; the transcendental ones still call the C library's float
-// overloads. All are out of line: inlined, the compiler would fold calls with constant
-// arguments itself, and the same expression could give different bits in different places.
+// The single-precision functions the library computes with, in one place: its own,
+// correctly rounded in plain IEEE arithmetic, so that every platform gives the same bits
+// and nothing comes from the C maths library. Out of line on purpose: inlined, the
+// compiler would fold calls with constant arguments itself, possibly differently.
 #pragma once
 
 namespace vorn::f32 {
 
+// All correctly rounded (to nearest, ties to even), with the C standard's special values:
+// NaN for NaN, for a negative argument of a logarithm or the square root and for sin of
+// an infinity, -infinity for a logarithm of zero, sqrt(-0) = -0.
 float log(float x);
 float log10(float x);
 float exp(float x);
-float pow(float x, float y);
+float exp10(float x);  // 10^x
 float sin(float x);
-
-// Correctly rounded (to nearest, ties to even); sqrt of a negative number is NaN and of
-// -0 is -0, as the C standard has it.
 float sqrt(float x);
 float cube(float x);    // x * x * x rounded once
 float fourth(float x);  // x^4 rounded once

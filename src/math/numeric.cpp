@@ -4,6 +4,7 @@
 #include "math/numeric.h"
 
 #include <cmath>
+#include <cstdint>
 
 #include "math/f32.h"
 
@@ -41,11 +42,13 @@ double roundd(double x) {
     if (std::fabs(x) >= kTwoPow52 || std::isnan(x)) {
         return x;
     }
+    // Below 2^52 in magnitude the conversion to an integer is exact and truncates, which
+    // is floor for the positive case and ceil for the negative one.
     if (x >= 0.5) {
-        return std::floor(x + 0.5);
+        return static_cast<double>(static_cast<int64_t>(x + 0.5));
     }
     if (x <= -0.5) {
-        return std::ceil(x - 0.5);
+        return static_cast<double>(static_cast<int64_t>(x - 0.5));
     }
     return 0.0;
 }

@@ -108,7 +108,7 @@ void GasHumidityBaselineTracker::setInterval(uint16_t interval) {
 
     const float root = f32::sqrt(static_cast<float>(samplesPerWindow(interval)));
     // The threshold keeps only the low byte, so 511 (interval 0) becomes 255.
-    const auto threshold = static_cast<uint32_t>(std::floor(2.0f * root));
+    const auto threshold = static_cast<uint32_t>(2.0f * root);  // root >= 0: truncation floors
     derived.inBandThreshold = static_cast<uint8_t>(threshold & 0xFFu);
     refreshFilterCoefficients();
 }

@@ -94,7 +94,7 @@ void IaqEstimator::step(const BaselineBounds& bounds, IaqResults& results, float
     const float linear = kLinearKnee < fixedScale ? fixedScale * settings.linearSlopeHigh
                                                   : fixedScale * settings.linearSlopeLow + base;
     const float exponential =
-        f32::pow(10.0f, fixedScale * derived.expLogSlope + derived.expLogIntercept);
+        f32::exp10(fixedScale * derived.expLogSlope + derived.expLogIntercept);
     const float percent = gasPercent(bounds.upper[1], bounds.lower[1], x);
 
     results[kIndex] = {index, s1};

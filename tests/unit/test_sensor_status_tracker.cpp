@@ -2,7 +2,6 @@
 // extreme time stamps.
 #include <gtest/gtest.h>
 
-
 #include "identifiers/identifiers.h"
 #include "modules/sensor_status_tracker.h"
 #include "vorn/vorn.h"
