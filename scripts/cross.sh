@@ -5,6 +5,9 @@
 #
 #   scripts/cross.sh [PLATFORM ...]     default: all of them
 #
+# For aarch64 the unit tests (tests/unit, with GoogleTest built from Debian's sources in
+# /usr/src/googletest) are built and run under qemu-aarch64 as well.
+#
 # Platforms: x86-64 (built for x86-64-v3, whose fused multiply-add the build must not
 # use), x86-64-no-fma (the baseline), aarch64, armhf (32-bit ARM Linux), s390x
 # (big-endian), cortex-m4 (newlib, hard float, semihosting under qemu-system-arm -M
@@ -21,7 +24,7 @@ platforms=("$@")
 packages=(g++ qemu-user-static)
 for p in "${platforms[@]}"; do
   case "$p" in
-    aarch64) packages+=(g++-aarch64-linux-gnu) ;;
+    aarch64) packages+=(g++-aarch64-linux-gnu googletest) ;;
     armhf) packages+=(g++-arm-linux-gnueabihf) ;;
     s390x) packages+=(g++-s390x-linux-gnu) ;;
     cortex-m4) packages+=(gcc-arm-none-eabi libnewlib-arm-none-eabi libstdc++-arm-none-eabi-newlib
@@ -39,7 +42,8 @@ if [ ${#missing[@]} -gt 0 ]; then
   SUDO=""
   [ "$(id -u)" -ne 0 ] && SUDO="sudo"
   $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}" >/dev/null
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >/dev/null
 fi
 
 mkdir -p "$BUILD"
@@ -68,6 +72,39 @@ build() {
 # The x86-64-v3 build runs natively where the CPU has FMA, else under QEMU.
 v3=qemu-x86_64-static
 grep -qw fma /proc/cpuinfo && v3=""
+# The unit tests of the foundation and the modules, built for aarch64 and run under QEMU.
+unit_tests_aarch64() {
+  local dir=$BUILD/aarch64-unit gtest=/usr/src/googletest/googletest
+  local core=(src/math/*.cpp src/serialization/*.cpp src/modules/*.cpp)
+  mkdir -p "$dir"
+  aarch64-linux-gnu-g++ -std=c++20 -O1 -I"$gtest/include" -I"$gtest" -c "$gtest/src/gtest-all.cc" \
+    -o "$dir/gtest-all.o" &
+  aarch64-linux-gnu-g++ -std=c++20 -O1 -I"$gtest/include" -c "$gtest/src/gtest_main.cc" \
+    -o "$dir/gtest_main.o" &
+  for src in "${core[@]}"; do
+    aarch64-linux-gnu-g++ "${CXXFLAGS[@]}" "${COMMON[@]}" -c "$src" \
+      -o "$dir/core_$(basename "$src" .cpp).o" &
+  done
+  wait
+  local failed=0
+  for test in tests/unit/*.cpp; do
+    local name
+    name=$(basename "$test" .cpp)
+    # (static glibc warns about gtest's unused network code: kept in the log)
+    aarch64-linux-gnu-g++ -std=c++20 "${COMMON[@]}" -I"$ROOT/src" -I"$gtest/include" \
+      -I"$ROOT/tests/support" -static "$test" "$dir"/core_*.o "$dir/gtest-all.o" \
+      "$dir/gtest_main.o" -o "$dir/$name" -lpthread 2>"$dir/$name.link.log" ||
+      { cat "$dir/$name.link.log"; return 1; }
+    if qemu-aarch64-static "$dir/$name" >"$dir/$name.log" 2>&1; then
+      echo "   aarch64 unit tests: $name passed"
+    else
+      echo "!! aarch64 unit tests: $name failed (log: $dir/$name.log)"
+      failed=1
+    fi
+  done
+  return $failed
+}
+
 declare -A hashes
 for p in "${platforms[@]}"; do
   case "$p" in
@@ -82,6 +119,10 @@ for p in "${platforms[@]}"; do
         -mfpu=fpv4-sp-d16) ;;
   esac
   echo "   $p: ${hashes[$p]}"
+done
+
+for p in "${platforms[@]}"; do
+  [ "$p" = aarch64 ] && { unit_tests_aarch64 || exit 1; }
 done
 
 first=${hashes[${platforms[0]}]}
