@@ -2,7 +2,8 @@
 # The two commands of the README:
 #   ./run.sh        set up, build, and run the main job (simulate, replay, plot)
 #   ./run.sh test   build and run every test: normal build with warnings as errors,
-#                   sanitizer build, Python tests, short fuzz runs, Cortex-M4 build
+#                   sanitizer build, Python tests, short fuzz runs, the same bits on six
+#                   platforms under QEMU, Cortex-M4 build
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -37,7 +38,7 @@ run_tests() {
   build build-asan -DVORN_WERROR=ON -DVORN_SANITIZE=ON -DVORN_BUILD_TOOLS=ON
   echo "== sanitizer tests"
   (cd build-asan && ASAN_OPTIONS=detect_leaks=0 ctest --output-on-failure -j "$JOBS" -LE slow)
-  for extra in scripts/fuzz.sh scripts/footprint.sh scripts/bench.sh; do
+  for extra in scripts/fuzz.sh scripts/cross.sh scripts/footprint.sh scripts/bench.sh; do
     if [ -x "$extra" ]; then
       echo "== $extra (CI mode)"
       "$extra" --ci
