@@ -4,7 +4,7 @@
 # Exits non-zero on any finding; the crashing input is left in
 # build-fuzz/artifacts/<target>/ (copy it to fuzz/regressions/<target>/ once fixed).
 #
-#   scripts/fuzz.sh --ci            about 60 s per target (what ./run.sh test runs)
+#   scripts/fuzz.sh --ci            about 40 s per target (what ./run.sh test runs)
 #   scripts/fuzz.sh --long          30 min per target, two targets at a time
 #   scripts/fuzz.sh [--ci|--long] fuzz_state_blob ...   only the targets named
 #
@@ -29,7 +29,7 @@ if [ "$mode" = long ]; then
   SECONDS_PER_TARGET=${FUZZ_SECONDS:-1800}
   PARALLEL=${FUZZ_PARALLEL:-2}
 else
-  SECONDS_PER_TARGET=${FUZZ_SECONDS:-60}
+  SECONDS_PER_TARGET=${FUZZ_SECONDS:-40}
   PARALLEL=${FUZZ_PARALLEL:-1}
 fi
 BUILD=${FUZZ_BUILD:-$ROOT/build-fuzz}
