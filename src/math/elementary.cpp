@@ -310,6 +310,17 @@ constexpr uint32_t kTwoOverPi[10] = {0xA2F9836E, 0x4E441529, 0xFC2757D1, 0xF534D
 constexpr TwoDouble kLn10 = {0x1.26bb1bbb55516p+1, -0x1.f48ad494ea3e9p-53};
 constexpr TwoDouble kInverseLn10 = {0x1.bcb7b1526e50ep-2, 0x1.95355baaafad3p-57};
 
+// Every function first evaluates in plain binary64, within about 2^-51 of the exact value.
+// When the values 2^-45 either side of that round to the same float, so does the exact
+// value, and that float is the result: all but about one argument in a million end here.
+// The others go on to the two-double evaluation.
+bool decided(double y, float& result) {
+    constexpr double kMargin = 0x1p-45;
+    const double margin = y * kMargin;
+    result = static_cast<float>(y - margin);
+    return result == static_cast<float>(y + margin);
+}
+
 // e^(r.hi + r.lo) for |r| <= ln2/128 (and a little more), as hi + lo times 2^(j/64).
 TwoDouble expReduced(TwoDouble r, int j) {
     const double rh = r.hi, rl = r.lo;
@@ -333,28 +344,49 @@ float expOf(TwoDouble a) {
     const double kd = a.hi * k64OverLn2;
     const auto k = static_cast<int32_t>(kd < 0 ? kd - 0.5 : kd + 0.5);
     const TwoDouble r = {a.hi - k * kLn2Over64High, a.lo - k * kLn2Over64Low};
-    const TwoDouble v = expReduced(twoSum(r.hi, r.lo), k & 63);
     // 2^(k >> 6) scales exactly: the result stays a normal double.
     const double scale = std::bit_cast<double>(static_cast<uint64_t>(1023 + (k >> 6)) << 52);
+    const double rr = r.hi + r.lo, t = kExp2Table[k & 63].hi;
+    const double p =
+        rr + rr * rr * (0.5 + rr * (1.0 / 6 + rr * (1.0 / 24 + rr * (1.0 / 120 + rr / 720))));
+    float quick;
+    if (decided((t + t * p) * scale, quick)) return quick;
+    const TwoDouble v = expReduced(twoSum(r.hi, r.lo), k & 63);
     return roundToFloat(v.hi * scale, v.lo * scale);
 }
 
-// ln(x) for a positive finite x as hi + lo.
-TwoDouble logOf(float x) {
+// x = 2^e * m with m in [1, 2) (one more in e and m/2 from sqrt 2 on), m * inverse = 1 + r.
+struct LogParts {
+    double e, r;
+    const LogEntry* entry;
+};
+LogParts logParts(float x) {
     const uint64_t bits = std::bit_cast<uint64_t>(static_cast<double>(x));
     int e = static_cast<int>(bits >> 52) - 1023;
     const double m = std::bit_cast<double>((bits & 0x000FFFFFFFFFFFFFull) | 0x3FF0000000000000ull);
     const auto i = static_cast<int>((bits >> 45) & 127);
-    const LogEntry& entry = kLogTable[i];
     if (i >= 53) ++e;
-    const double r = m * entry.inverse - 1.0;  // both steps exact
+    return {static_cast<double>(e), m * kLogTable[i].inverse - 1.0, &kLogTable[i]};  // exact
+}
+
+// ln(x) in plain binary64, within about 2^-51 (the two parts never cancel by more than half).
+double logQuick(const LogParts& x) {
+    const double r = x.r;
+    const double series =
+        r + r * r * (-0.5 + r * (1.0 / 3 + r * (-0.25 + r * (0.2 + r * (-1.0 / 6 + r / 7)))));
+    return (x.e * kLn2High + x.entry->minusLog.hi) + (x.e * kLn2Low + series);
+}
+
+// ln(x) for a positive finite x as hi + lo.
+TwoDouble logOf(const LogParts& x) {
+    const double r = x.r, ed = x.e;
+    const LogEntry& entry = *x.entry;
     // ln(1 + r) = r - r^2/2 + r^3/3 - ...: r and r^2/2 exactly, the rest in binary64.
     const TwoDouble square = exactProduct(r, r);
     const double tail =
         r * r * r *
         (1.0 / 3 +
          r * (-1.0 / 4 + r * (1.0 / 5 + r * (-1.0 / 6 + r * (1.0 / 7 + r * (-1.0 / 8 + r / 9))))));
-    const double ed = e;
     TwoDouble sum = twoSum(ed * kLn2High, entry.minusLog.hi);
     TwoDouble next = twoSum(sum.hi, r);
     sum = {next.hi, sum.lo + next.lo};
@@ -480,14 +512,20 @@ float sin(float x) {
 float log(float x) {
     float special;
     if (logSpecial(x, special)) return special;
-    const TwoDouble l = logOf(x);
+    const LogParts parts = logParts(x);
+    float quick;
+    if (decided(logQuick(parts), quick)) return quick;
+    const TwoDouble l = logOf(parts);
     return roundToFloat(l.hi, l.lo);
 }
 
 float log10(float x) {
     float special;
     if (logSpecial(x, special)) return special;
-    const TwoDouble l = logOf(x);
+    const LogParts parts = logParts(x);
+    float quick;
+    if (decided(logQuick(parts) * kInverseLn10.hi, quick)) return quick;
+    const TwoDouble l = logOf(parts);
     const TwoDouble p = exactProduct(l.hi, kInverseLn10.hi);
     const TwoDouble v = fastTwoSum(p.hi, p.lo + l.hi * kInverseLn10.lo + l.lo * kInverseLn10.hi);
     return roundToFloat(v.hi, v.lo);
