@@ -21,6 +21,8 @@ ENUMS = (("inputs", "vorn_input_id", "IN_"), ("outputs", "vorn_output_id", "OUT_
 MEMBER = re.compile(r"^\s*(\w+)\s*=\s*(-?\d+),?\s*(?:/\*\*<\s*(.*?)\s*\*/)?\s*$", re.M)
 SIZE = re.compile(r"VORN_STATIC_ASSERT\(sizeof\((\w+)\) == (\d+),")
 OFFSET = re.compile(r"VORN_STATIC_ASSERT\(VORN_OFFSET_OF\((\w+), (\w+)\) == (\d+),")
+# An input's accepted range, as its description states it ("accepted -65 .. 125").
+ACCEPTED = re.compile(r"accepted (-?[\d.e]+) \.\. (-?[\d.e]+)")
 
 
 def read_header(path: Path) -> dict:
@@ -35,6 +37,9 @@ def read_header(path: Path) -> dict:
             short = name[len(prefix):].lower() if prefix else name
             rows.append((name, int(value), short, doc))
         tables[key] = rows
+    tables["ranges"] = [(name, float(m.group(1)), float(m.group(2)))
+                        for name, _, _, doc in tables["inputs"]
+                        if (m := ACCEPTED.search(doc)) is not None]
     tables["sizes"] = {record: int(size) for record, size in SIZE.findall(text)}
     offsets = {}
     for record, field, offset in OFFSET.findall(text):
@@ -62,7 +67,11 @@ def cxx(tables: dict) -> str:
         out += [f"    {{{name}, {c_string(short)}, {c_string(doc)}}},"
                 for name, _, short, doc in rows]
         out += ["}};", ""]
-    out += ["}  // namespace vorn::tools::header", ""]
+    out += ["// The accepted ranges the input descriptions state (the default configuration's).",
+            "struct Range {", "    int32_t input;", "    float min;", "    float max;", "};",
+            f"inline constexpr std::array<Range, {len(tables['ranges'])}> kInputRanges = {{{{"]
+    out += [f"    {{{name}, {low!r}f, {high!r}f}}," for name, low, high in tables["ranges"]]
+    out += ["}};", "", "}  // namespace vorn::tools::header", ""]
     return "\n".join(out)
 
 
@@ -78,7 +87,10 @@ def python(tables: dict) -> str:
         out += [f"    ({name!r}, {value}, {short!r}, {doc!r}),"
                 for name, value, short, doc in tables[key]]
         out.append(")")
-    out += ["", "# sizeof of each record, and the offsets of the fields the header checks.",
+    out += ["", "# The accepted range (min, max) each input's description states.",
+            "INPUT_RANGES = {"]
+    out += [f"    {name!r}: ({low!r}, {high!r})," for name, low, high in tables["ranges"]]
+    out += ["}", "", "# sizeof of each record, and the offsets of the fields the header checks.",
             f"RECORD_SIZES = {tables['sizes']!r}", "RECORD_OFFSETS = {"]
     out += [f"    {record!r}: {fields!r}," for record, fields in tables["offsets"].items()]
     out += ["}", ""]

@@ -23,6 +23,16 @@ constexpr bool sameIds(const std::array<header::Named, N>& named, const std::arr
 }
 static_assert(sameIds(header::kOutputs, kOutputTable) && sameIds(header::kInputs, kInputTable));
 
+// The ranges the header's input descriptions state are the ones the library checks.
+constexpr bool statedRangesHold() {
+    for (const header::Range& stated : header::kInputRanges) {
+        const int slot = inputIndex(static_cast<uint32_t>(stated.input));
+        if (stated.min != kInputMinimum[slot] || stated.max != kInputMaximum[slot]) return false;
+    }
+    return true;
+}
+static_assert(statedRangesHold(), "an input's accepted range in vorn.h differs from the library's");
+
 }  // namespace
 
 const std::array<OutputInfo, kOutputCount> kOutputs = [] {

@@ -66,6 +66,14 @@ STATUSES = (
     ('RC_W_TRIGGER_TOO_SOON', 102, 'RC_W_TRIGGER_TOO_SOON', 'trigger refused: next call less than 60 s after the last on-demand sample'),
 )
 
+# The accepted range (min, max) each input's description states.
+INPUT_RANGES = {
+    'IN_PRESSURE': (0.0, 2000000.0),
+    'IN_HUMIDITY': (0.0, 100.0),
+    'IN_TEMPERATURE': (-65.0, 125.0),
+    'IN_GAS_RESISTANCE': (170.0, 13200000.0),
+}
+
 # sizeof of each record, and the offsets of the fields the header checks.
 RECORD_SIZES = {'InputSample': 16, 'OutputSample': 16, 'SensorRate': 8, 'SensorSettings': 24, 'VersionInfo': 4}
 RECORD_OFFSETS = {

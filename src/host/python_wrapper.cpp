@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "host/reading_conversion.h"
 #include "host/vorn_host.h"
 
 namespace vorn::host {
@@ -28,6 +29,8 @@ extern "C" {
 
 int32_t proccess_gsx_data(int32_t time_s, float* host_out, float temperature, float pressure,
                           float humidity, float gas) {
+    // Refused before the state file is even read, so nothing is learnt or saved.
+    if (!allFinite(temperature, pressure, humidity, gas)) return RC_E_INPUT_RANGE;
     const VornBackendResult setup =
         vorn_iot_init_backend(state_load, kHostSampleRate, kHostTemperatureOffset);
     if (setup.reserved_status != 0) return setup.reserved_status;

@@ -2,6 +2,8 @@
 // keeps. The host truncates every reading before the library sees it; a plain
 // cast of a NaN or out-of-range float is undefined behaviour, so these functions
 // define every input: NaN gives 0 and values beyond the target range saturate.
+// A set with a non-finite reading is refused before any conversion (allFinite):
+// NaN would otherwise become 0 degrees and be learnt from.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +14,14 @@ namespace vorn::host {
 // into range.
 inline constexpr float kTwoPow31 = 2147483648.0f;
 inline constexpr float kTwoPow32 = 4294967296.0f;
+
+constexpr bool isFinite(float value) {
+    return value == value && value - value == 0.0f;  // NaN != NaN; inf - inf is NaN
+}
+
+constexpr bool allFinite(float temperature, float pressure, float humidity, float gas) {
+    return isFinite(temperature) && isFinite(pressure) && isFinite(humidity) && isFinite(gas);
+}
 
 // Truncation toward zero to int32, saturating; NaN gives 0.
 constexpr int32_t truncateToInt32(float value) {

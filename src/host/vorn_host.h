@@ -48,6 +48,8 @@ extern "C" {
  * Returns 0 once the measurement ran (statuses met while processing or saving are
  * not reported), or the negative status of the setup, for example RC_E_BLOB_CRC
  * for a state file the library rejects: nothing is then measured or saved.
+ * A reading that is NaN or infinite is refused with RC_E_INPUT_RANGE before the
+ * state file is read: nothing is measured, learnt or saved.
  */
 VORN_HOST_API int32_t proccess_gsx_data(int32_t time_s, float* host_out, float temperature,
                                         float pressure, float humidity, float gas);
@@ -112,7 +114,8 @@ VORN_HOST_API VornBackendResult vorn_iot_init_backend(vorn_state_load_fn load, f
 VORN_HOST_API int32_t gsx410_vorn_update_subscription(float sample_rate);
 
 /**
- * One measurement cycle: truncate the readings to integers (temperature to the low
+ * One measurement cycle (none at all, and nothing saved, when a reading is NaN or
+ * infinite): truncate the readings to integers (temperature to the low
  * 16 bits of an int32, the others to uint32 with negatives and NaN as 0 and
  * saturation above), plan with vorn_sensor_control at time_s * 1e9 ns, process
  * all readings through gsx410_vorn_process_data, then export the state (221-byte

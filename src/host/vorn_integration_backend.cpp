@@ -200,6 +200,7 @@ void gsx410_vorn_process_data(const InputSample* inputs, uint8_t n, float* host_
 
 void vorn_iot_loop_backend(int32_t time_s, float* host_out, vorn_state_save_fn save,
                            float temperature, float pressure, float humidity, float gas) {
+    if (!allFinite(temperature, pressure, humidity, gas)) return;  // nothing learnt or saved
     storeReadings(temperature, pressure, humidity, gas);
     // |time_s| < 2^31, so the product stays below 2.2e18 < 2^63.
     const int64_t time_ns = static_cast<int64_t>(time_s) * kNanosecondsPerSecond;

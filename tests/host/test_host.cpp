@@ -112,20 +112,27 @@ TEST(HostEntry, FirstCallWritesValuesAndCreatesTheStateFile) {
     EXPECT_FALSE(std::ifstream(kStateFile + ".tmp").good());
 }
 
-// Raw and pre-truncated readings give the same values and learnt state.
+// Raw and pre-truncated readings give the same values and learnt state; a
+// non-finite reading is refused before the state file is touched.
 TEST(HostEntry, RawReadingsActLikeTheirTruncatedIntegers) {
     const std::pair<Readings, Readings> cases[] = {
         // raw, truncated
         {kIndoor, {23, 101325, 45, 50000}},
-        {{-0.5f, -5.0f, NAN, 50000}, {0, 0, 0, 50000}},
+        {{-0.5f, -5.0f, 0.5f, 50000}, {0, 0, 0, 50000}},
         {{22, 1e12f, 45, 50000}, {22, 4294967295.0f, 45, 50000}},
-        // int32 saturates at 0x7FFFFFFF, whose low 16 bits read as -1.
-        {{INFINITY, 101325, 45, 50000}, {-1, 101325, 45, 50000}},
     };
     for (const auto& [raw, truncated] : cases) {
         const HostRun a = runHost(raw, 3), b = runHost(truncated, 3);
         EXPECT_TRUE(a.values == b.values && a.file == b.file)
             << raw.temperature << " " << raw.pressure;
+    }
+    const Bytes seed = withLine("139\n", learntBlob());
+    for (const Readings& bad :
+         {Readings{NAN, 101325, 45, 50000}, Readings{23, INFINITY, 45, 50000},
+          Readings{23, 101325, -INFINITY, 50000}, Readings{23, 101325, 45, NAN}}) {
+        const HostRun run = runHost(bad, 2, &seed);
+        EXPECT_EQ(run.results, (std::vector<int32_t>{RC_E_INPUT_RANGE, RC_E_INPUT_RANGE}));
+        EXPECT_TRUE(run.values.back() == kSentinel && run.file == seed) << bad.temperature;
     }
 }
 
