@@ -10,7 +10,8 @@ line (`python3 -m vorn ...`) lives in vorn.__main__.
 """
 
 from . import host
-from .errors import LibraryNotFoundError, VornError, VornWarning
+from .errors import (InputRangeError, LibraryNotFoundError, StateFileError, VornError,
+                     VornWarning)
 from .host import Host, HostResult
 from .ids import InputId, OutputId, Status, input_id, output_id, status_name
 from .library import (
@@ -35,6 +36,7 @@ __all__ = [
     "Host",
     "HostResult",
     "InputId",
+    "InputRangeError",
     "Library",
     "LibraryNotFoundError",
     "Output",
@@ -42,6 +44,7 @@ __all__ = [
     "RATE_DISABLED",
     "SensorSettings",
     "Status",
+    "StateFileError",
     "StepResult",
     "Subscription",
     "Version",

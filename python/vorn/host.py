@@ -14,8 +14,13 @@ Changing directory is process-wide, so do not run other threads that depend on
 the current directory while a call is in progress.
 
 The readings are truncated to whole units (degrees, pascal, percent, ohm) before
-the library sees them. Calls are expected every HOST_INTERVAL_S seconds, the
-interval the host subscription plans.
+the library sees them; a reading that is NaN, infinite or outside its accepted
+range is refused with vorn.InputRangeError (a ValueError) before the call.
+
+Calls must come every HOST_INTERVAL_S = 3 seconds: the host subscription plans for
+1/3 Hz, and at any other spacing the IAQ accuracy never rises above 0. process()
+warns (VornWarning, RC_W_CALL_TIME_DEVIATION) when two calls are not 3 s apart.
+A time of 0 means "no sample yet" to the library: start the clock at 1 or later.
 """
 
 import contextlib
@@ -26,13 +31,18 @@ import warnings
 from pathlib import Path
 from typing import Iterator, NamedTuple, Optional
 
-from . import _abi
+from . import _abi, _checks
 from ._loader import load_library
-from .errors import VornError, VornWarning
+from .errors import StateFileError, VornError, VornWarning
+from .ids import Status
 
 STATE_FILE_NAME = "savedState.dat"
 HOST_INTERVAL_S = 3  # the host subscribes at 0.33333 Hz: interval 300 x 10 ms
 _HOST_VALUE_COUNT = 7
+_OPERATION = "proccess_gsx_data"
+# Statuses of the state import: the file, not the call, is at fault.
+_STATE_FILE_STATUSES = {code for code in Status if code.name.startswith(("RC_E_BLOB", "RC_E_SECTION"))
+                        or code == Status.RC_E_WORK_BUFFER_SMALL}
 
 
 class HostResult(NamedTuple):
@@ -81,6 +91,7 @@ class Host:
         # The host's persistent array, as the host script keeps it.
         self._values = (ctypes.c_float * _HOST_VALUE_COUNT)()
         self.values: Optional[HostResult] = None
+        self._last_time_s: Optional[int] = None
 
     @property
     def state_file(self) -> Path:
@@ -88,38 +99,56 @@ class Host:
 
     def process(self, time_s: int, temperature: float, pressure: float, humidity: float,
                 gas: float) -> Optional[HostResult]:
-        """Process one measurement at time_s seconds (int32).
+        """Process one measurement at time_s seconds (int32, above 0; calls 3 s apart).
 
         Returns the seven values, or None when the library produced none for this
-        measurement (a reading outside the accepted range, for example a gas
-        resistance below 170 ohm); `values` keeps the last values returned.
-        Raises VornError when the setup failed, above all RC_E_BLOB_CRC and the
-        other state-import errors for a state file the library rejects; the file
-        is then left as it is and nothing is measured.
+        measurement; `values` keeps the last values returned. Raises TypeError
+        naming an argument of the wrong type, InputRangeError for a reading that is
+        NaN, infinite or outside its range once truncated (nothing is learnt or
+        saved then), StateFileError when the state file holds a blob the library
+        refuses (the file is left as it is and nothing is measured) and VornError
+        for any other failed setup. Warns (VornWarning) when the call is not 3 s
+        after the previous one: at other spacings the accuracy never rises.
         """
-        if not -(2**31) <= int(time_s) < 2**31:
+        time_s = _checks.integer("time_s", time_s)
+        if not -(2**31) <= time_s < 2**31:
             raise OverflowError(f"time_s {time_s} does not fit in int32")
+        readings = {"temperature": temperature, "pressure": pressure, "humidity": humidity,
+                    "gas_resistance": gas}
+        for name, value in readings.items():
+            value = readings[name] = _checks.number(name, value)
+            _checks.reading(_OPERATION, name, value, as_seen=math.trunc)
+        self._check_spacing(time_s)
         # The accuracy slot holds a small integer once written, never NaN, so NaN
         # there shows that the library left the array alone.
         previous = list(self._values)
         self._values[1] = math.nan
         with working_directory(self.directory):
-            code = self._lib.proccess_gsx_data(int(time_s), self._values, float(temperature),
-                                               float(pressure), float(humidity), float(gas))
-        if math.isnan(self._values[1]):
+            code = self._lib.proccess_gsx_data(time_s, self._values, *readings.values())
+        written = not math.isnan(self._values[1])
+        if not written:
             self._values[:] = previous
-            written = False
-        else:
-            written = True
+        if code in _STATE_FILE_STATUSES:
+            raise StateFileError(_OPERATION, code, self.state_file)
         if code < 0:
-            raise VornError("proccess_gsx_data", code)
+            raise VornError(_OPERATION, code)
         if code > 0:
-            warnings.warn(VornWarning("proccess_gsx_data", code), stacklevel=2)
+            warnings.warn(VornWarning(_OPERATION, code), stacklevel=2)
         if not written:
             return None
         v = list(self._values)
         self.values = HostResult(v[0], int(v[1]), v[2], v[3], v[4], v[5], v[6])
         return self.values
+
+    def _check_spacing(self, time_s: int) -> None:
+        last, self._last_time_s = self._last_time_s, time_s
+        if last is None or abs(time_s - last - HOST_INTERVAL_S) <= HOST_INTERVAL_S / 16:
+            return
+        warnings.warn(VornWarning(
+            "Host.process", Status.RC_W_CALL_TIME_DEVIATION,
+            f"this call came {time_s - last} s after the previous one; the host layer plans "
+            f"one call every {HOST_INTERVAL_S} s and at other spacings the IAQ accuracy never "
+            "rises above 0"), stacklevel=3)
 
     def load_state(self, capacity: int = 1974) -> bytes:
         """The blob in the state file as state_load reads it (empty: nothing to restore)."""

@@ -8,7 +8,7 @@ name lower-cased without IN_ / OUT_ ("pressure", "passthrough_temperature").
 """
 
 from enum import IntEnum
-from typing import Union
+from typing import Optional, Tuple, Union
 
 from . import _header
 
@@ -80,3 +80,10 @@ def input_id(key: Union[int, str]) -> Union[InputId, int]:
 def output_id(key: Union[int, str]) -> Union[OutputId, int]:
     """OutputId for an identifier or name ("OUT_IAQ_INDEX", "iaq_index"); other ints pass."""
     return _resolve(OutputId, key)
+
+
+def input_range(key: Union[int, str]) -> Optional[Tuple[float, float]]:
+    """The accepted (min, max) of an input in the default configuration, as the
+    header states it; None for an input without a stated range."""
+    member = input_id(key)
+    return _header.INPUT_RANGES.get(member.name) if isinstance(member, InputId) else None

@@ -24,7 +24,7 @@ import warnings
 from dataclasses import dataclass
 from typing import Iterable, Iterator, Mapping, NamedTuple, Optional, Tuple, Union
 
-from . import _abi
+from . import _abi, _checks
 from ._loader import load_library
 from .errors import VornError, VornWarning
 from .ids import InputId, OutputId, Status, input_id, output_id
@@ -259,6 +259,8 @@ class Library:
         inputs: {input id or name: value} with every sample at timestamp_ns, or
         {input: (value, timestamp_ns)}, or an iterable of (input, value, timestamp_ns);
         passed in the order given. capacity: room for outputs (0..255).
+        A time stamp of 0 means "no sample yet": a sample stamped 0 is not taken.
+        A refused reading raises InputRangeError (also a ValueError) naming it.
         """
         samples = self._input_samples(inputs, timestamp_ns)
         if not 0 <= capacity <= 255:
@@ -266,11 +268,16 @@ class Library:
         records = (_abi.InputSample * max(len(samples), 1))()
         for record, (key, value, stamp) in zip(records, samples):
             record.id = int(input_id(key))
-            record.value = float(value)
+            record.value = _checks.number(f"input {key!r}", value)
             record.timestamp_ns = _timestamp(stamp)
         outputs = (_abi.OutputSample * max(capacity, 1))()
         count = ctypes.c_uint8(capacity)
         code = self._lib.vorn_do_steps(records, len(samples), outputs, ctypes.byref(count))
+        if code == Status.RC_E_INPUT_RANGE:
+            # Name the reading when it is outside the default range; a range the
+            # imported configuration changed leaves the plain VornError.
+            for key, value, _ in samples:
+                _checks.reading("vorn_do_steps", key, float(value))
         status = check("vorn_do_steps", code)
         return StepResult(
             status,
