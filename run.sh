@@ -4,6 +4,7 @@
 #   ./run.sh test   build and run every test: normal build with warnings as errors,
 #                   sanitizer build, Python tests, short fuzz runs, the same bits on six
 #                   platforms under QEMU, Cortex-M4 build
+# Each installs the Debian packages it needs (scripts/deps.sh), and only those.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -47,9 +48,9 @@ run_tests() {
   echo "== all tests passed"
 }
 
-scripts/deps.sh
 case "${1:-demo}" in
-  demo) main_job ;;
-  test) run_tests ;;
-  *) echo "usage: $0 [test]" >&2; exit 2 ;;
+  demo) scripts/deps.sh demo && main_job ;;
+  test) scripts/deps.sh test && run_tests ;;
+  -h|--help) sed -n '2,7s/^# \{0,1\}//p' "$0" ;;
+  *) echo "usage: $0 [test]   (--help: what each does)" >&2; exit 2 ;;
 esac

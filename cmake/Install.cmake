@@ -1,16 +1,11 @@
 # Install rules for `cmake --install`: the libraries, the public header, a CMake
 # package (find_package(vorn) gives vorn::vorn and vorn::vorn_static), a
-# pkg-config file (vorn.pc) and the Python package. Every installed path is
+# pkg-config file (vorn.pc), the vorn program and the Python package. Every installed path is
 # relative to the prefix, so `cmake --install <build> --prefix <anywhere>` works.
 include(CMakePackageConfigHelpers)
 
 set(VORN_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vorn
   CACHE STRING "Where vornConfig.cmake is installed, relative to the prefix")
-# Debian's /usr/bin/python3 searches /usr/lib/python3/dist-packages; for any other
-# prefix set PYTHONPATH=<prefix>/lib/python3/dist-packages.
-set(VORN_INSTALL_PYTHONDIR lib/python3/dist-packages
-  CACHE STRING "Where the Python package vorn is installed, relative to the prefix")
-
 install(TARGETS vorn vorn_static EXPORT vornTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -51,24 +46,24 @@ endforeach()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/vorn.pc.in ${PROJECT_BINARY_DIR}/vorn.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vorn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# ---- The vorn program ----
+if(TARGET vorn_cli)
+  install(TARGETS vorn_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
 # ---- Python package ----
-# Installed without the tests; _install_paths.py records where the libraries are,
-# relative to the package, so the installed package loads the installed libraries.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/vorn DESTINATION ${VORN_INSTALL_PYTHONDIR}
-  PATTERN __pycache__ EXCLUDE PATTERN "*.pyc" EXCLUDE PATTERN "_install_paths.py" EXCLUDE)
+# Where the interpreter that runs `python3` (or VORN_PYTHON_INTERPRETER) looks under
+# the prefix; cmake/InstallPython.cmake decides at install time, when the prefix is
+# known.
+find_package(Python3 COMPONENTS Interpreter QUIET)
+set(VORN_PYTHON_INTERPRETER "${Python3_EXECUTABLE}" CACHE FILEPATH
+  "The Python whose site directory the package is installed into")
+set(VORN_INSTALL_PYTHONDIR "" CACHE STRING
+  "Where the Python package vorn goes, relative to the prefix (empty: where the interpreter looks)")
 install(CODE "
-  set(libdir \"${CMAKE_INSTALL_LIBDIR}\")
-  set(pydir \"${VORN_INSTALL_PYTHONDIR}/vorn\")
-  if(NOT IS_ABSOLUTE \"\${libdir}\")
-    set(libdir \"\${CMAKE_INSTALL_PREFIX}/\${libdir}\")
-  endif()
-  if(NOT IS_ABSOLUTE \"\${pydir}\")
-    set(pydir \"\${CMAKE_INSTALL_PREFIX}/\${pydir}\")
-  endif()
-  file(RELATIVE_PATH relative \"\${pydir}\" \"\${libdir}\")
-  string(REGEX REPLACE \"/$\" \"\" relative \"\${relative}\")
-  message(STATUS \"Installing: \$ENV{DESTDIR}\${pydir}/_install_paths.py\")
-  file(WRITE \"\$ENV{DESTDIR}\${pydir}/_install_paths.py\"
-    \"# Written by cmake --install: the libraries' directory, relative to this package.\\n\"
-    \"LIBRARY_DIR = \\\"\${relative}\\\"\\n\")
+  set(VORN_PY_SOURCE \"${PROJECT_SOURCE_DIR}/python/vorn\")
+  set(VORN_PY_INTERPRETER \"${VORN_PYTHON_INTERPRETER}\")
+  set(VORN_PY_DIR \"${VORN_INSTALL_PYTHONDIR}\")
+  set(VORN_PY_LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
 ")
+install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/InstallPython.cmake)

@@ -24,6 +24,7 @@ case "${1:-}" in
   *) echo "usage: $0 [--ci]" >&2; exit 2 ;;
 esac
 
+scripts/deps.sh bench
 BUILD=${BENCH_BUILD:-$ROOT/build-bench}
 if [ "$mode" = ci ]; then
   REPS=1; MIN_TIME=0.05; DAYS=2; RUNS=1

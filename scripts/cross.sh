@@ -11,7 +11,7 @@
 # Platforms: x86-64 (built for x86-64-v3, whose fused multiply-add the build must not
 # use), x86-64-no-fma (the baseline), aarch64, armhf (32-bit ARM Linux), s390x
 # (big-endian), cortex-m4 (newlib, hard float, semihosting under qemu-system-arm -M
-# mps2-an386). Installs the cross compilers and QEMU with apt-get when they are missing.
+# mps2-an386). Installs the cross compilers and QEMU (scripts/deps.sh) when they are missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ROOT=$(pwd)
@@ -34,18 +34,7 @@ for p in "${platforms[@]}"; do
     *) echo "unknown platform '$p' (known: ${all[*]})" >&2; exit 2 ;;
   esac
 done
-missing=()
-for p in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "== cross: installing ${missing[*]}"
-  SUDO=""
-  [ "$(id -u)" -ne 0 ] && SUDO="sudo"
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends \
-    "${missing[@]}" >/dev/null
-fi
+scripts/deps.sh --packages "${packages[@]}"
 
 mkdir -p "$BUILD"
 cmake -DVORN_GENERATED_DIR="$BUILD/generated" -P cmake/VornVersion.cmake

@@ -23,6 +23,7 @@ case "${1:-}" in
   *) echo "usage: $0 [--ci]" >&2; exit 2 ;;
 esac
 
+scripts/deps.sh m4
 BUILD=$ROOT/build-m4
 mkdir -p "$BUILD"
 cmake -DVORN_GENERATED_DIR="$BUILD/generated" -P cmake/VornVersion.cmake  # vorn/version.h

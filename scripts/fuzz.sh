@@ -25,6 +25,8 @@ for arg in "$@"; do
   esac
 done
 
+scripts/deps.sh fuzz
+
 if [ "$mode" = long ]; then
   SECONDS_PER_TARGET=${FUZZ_SECONDS:-1800}
   PARALLEL=${FUZZ_PARALLEL:-2}

@@ -38,6 +38,7 @@ _INT64_MIN, _INT64_MAX = -(2**63), 2**63 - 1
 _REQUIRED_CAPACITY = 8  # one record per input
 _DEFAULT_OUTPUT_CAPACITY = 19
 _BLOB_CAPACITY = 4096  # far above the 454-byte configuration blob
+_ZERO_STAMP = 'a time stamp of 0 means "no sample yet": start the clock at 1 ns or later'
 
 
 def _status(code: int):
@@ -47,12 +48,12 @@ def _status(code: int):
         return int(code)
 
 
-def check(operation: str, code: int, stacklevel: int = 3):
+def check(operation: str, code: int, stacklevel: int = 3, detail: str = ""):
     """Raise VornError for a negative status, warn for a positive one; return it."""
     if code < 0:
-        raise VornError(operation, code)
+        raise VornError(operation, code, detail)
     if code > 0:
-        warnings.warn(VornWarning(operation, code), stacklevel=stacklevel)
+        warnings.warn(VornWarning(operation, code, detail), stacklevel=stacklevel)
     return _status(code)
 
 
@@ -278,7 +279,8 @@ class Library:
             # imported configuration changed leaves the plain VornError.
             for key, value, _ in samples:
                 _checks.reading("vorn_do_steps", key, float(value))
-        status = check("vorn_do_steps", code)
+        zero = code == Status.RC_W_INPUT_REPEATED and any(stamp == 0 for *_, stamp in samples)
+        status = check("vorn_do_steps", code, detail=_ZERO_STAMP if zero else "")
         return StepResult(
             status,
             tuple(

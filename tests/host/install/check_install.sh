@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Installs the build into a scratch prefix and uses it the three ways a client
-# would: a CMake project with find_package(vorn), a compile line from
-# `pkg-config --cflags --libs vorn`, and the Python package from its installed
-# place (no environment variable pointing at the libraries).
+# Installs the build into a scratch prefix and uses it the ways a client would: a
+# CMake project with find_package(vorn), a compile line from `pkg-config --cflags
+# --libs vorn`, the installed vorn program, and the Python package from its installed
+# place (no environment variable pointing at the libraries); then builds the same
+# client project with add_subdirectory of the source tree.
 #   check_install.sh BUILD_DIR PYTHON VERSION
 set -euo pipefail
 build=$1 python=$2 version=$3
@@ -17,7 +18,7 @@ libdir=$(dirname "$(find "$prefix" -name libvorn.so | head -1)")
 libdir=${libdir#"$prefix/"}
 pydir=$(dirname "$(dirname "$(find "$prefix" -path '*/vorn/__init__.py' | head -1)")")
 pydir=${pydir#"$prefix/"}
-for f in "$libdir/libvorn.so" "$libdir/libvorn.a" "$libdir/libvorn_host.so" include/vorn/vorn.h \
+for f in bin/vorn "$libdir/libvorn.so" "$libdir/libvorn.a" "$libdir/libvorn_host.so" include/vorn/vorn.h \
          "$libdir/pkgconfig/vorn.pc" "$libdir/cmake/vorn/vornConfig.cmake" \
          "$pydir/vorn/__init__.py" "$pydir/vorn/_install_paths.py"; do
   [ -e "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
@@ -34,6 +35,16 @@ cmake --build "$scratch/consumer-build" >>"$scratch/consumer.log" || { cat "$scr
 "$scratch/consumer-build/consumer_static"
 ldd "$scratch/consumer-build/consumer_shared" | grep "$prefix/$libdir/libvorn.so" >/dev/null \
   || { echo "consumer_shared does not use the installed libvorn.so"; exit 1; }
+
+echo "== add_subdirectory(vorn)"
+cmake -S "$scratch/consumer" -B "$scratch/subproject-build" -DCMAKE_BUILD_TYPE=Release \
+  -DVORN_SOURCE="$here/../../.." -DVORN_CLIENT_SOURCE="$client" >"$scratch/subproject.log" \
+  && cmake --build "$scratch/subproject-build" -j 2 >>"$scratch/subproject.log" \
+  || { cat "$scratch/subproject.log"; exit 1; }
+"$scratch/subproject-build/consumer_static"
+
+echo "== the vorn program"
+"$prefix/bin/vorn" --version
 
 echo "== pkg-config"
 export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
