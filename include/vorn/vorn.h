@@ -45,7 +45,7 @@ extern "C" {
 
 /** One measured value handed to vorn_do_steps. */
 typedef struct InputSample {
-    int64_t timestamp_ns; /**< time of the sample, ns; not 0, which means "no sample yet" */
+    int64_t timestamp_ns; /**< time of the sample, ns; avoid 0, which means "no sample yet" */
     float value;          /**< value in the unit of its input (see vorn_input_id) */
     uint8_t dims;         /**< not read by the library */
     uint8_t id;           /**< input identifier (vorn_input_id) */
@@ -269,11 +269,12 @@ VORN_API int32_t vorn_do_steps(const InputSample* inputs, uint8_t n_inputs, Outp
  * After an accepted on-demand trigger the heater on-time follows the time since the
  * previous gas sample (446 ms right after it, 1131 ms after 60 s, 1800 ms after
  * 240 s, 0 from about 450 s on; never negative, saturating at 65535).
- * Time stamps may take any int64 value but 0: differences and next_call_ns are
- * computed modulo 2^64, which equals the plain result whenever that fits, so a clock
- * that wraps keeps its schedule. 0 is the library's "no sample yet": an input sample
- * stamped 0 is not taken (vorn_do_steps answers RC_W_INPUT_REPEATED), so start the
- * clock at 1 ns or later (vorn_clock.h extends a 32-bit millisecond tick that way). A null settings changes nothing and returns
+ * Time stamps may take any int64 value: differences and next_call_ns are computed
+ * modulo 2^64, which equals the plain result whenever that fits, so a clock that
+ * wraps keeps its schedule. But 0 is the library's "no sample yet": after vorn_init
+ * an input sample stamped 0 repeats it and is not taken (vorn_do_steps answers
+ * RC_W_INPUT_REPEATED), so start the clock at 1 ns or later (vorn_clock.h extends a
+ * 32-bit millisecond tick that way). A null settings changes nothing and returns
  * RC_W_CALL_TIME_DEVIATION.
  */
 VORN_API int32_t vorn_sensor_control(int64_t time_ns, SensorSettings* settings);

@@ -6,7 +6,7 @@ import unittest
 import warnings
 
 import vorn
-from vorn import InputId, OutputId, Status, VornError, VornWarning
+from vorn import InputId, InputRangeError, OutputId, Status, VornWarning
 
 T0 = 1_000_000_000_000
 READINGS = {"pressure": 101325.0, "temperature": 23.0, "humidity": 45.0,
@@ -35,10 +35,17 @@ class LibraryLoop(unittest.TestCase):
         self.assertEqual(result[OutputId.OUT_PASSTHROUGH_PRESSURE].value, 101325.0)
         self.assertNotIn("iaq_fixed_scale", result)
 
-        with self.assertRaises(VornError) as caught:
-            lib.do_steps({"temperature": float("nan")}, T0)
-        self.assertEqual(caught.exception.status, Status.RC_E_INPUT_RANGE)
-        self.assertIn("RC_E_INPUT_RANGE", str(caught.exception))
+        for value in (float("nan"), 125.5):
+            with self.assertRaises(InputRangeError) as caught:
+                lib.do_steps({"temperature": value}, T0)
+            self.assertIsInstance(caught.exception, ValueError)
+            self.assertEqual(caught.exception.status, Status.RC_E_INPUT_RANGE)
+            self.assertIn(f"RC_E_INPUT_RANGE (-2): temperature = {value!r} refused; "
+                          "accepted -65 .. 125", str(caught.exception))
+        with self.assertRaisesRegex(TypeError, "rate of 'iaq_index' must be a number, not str"):
+            lib.subscribe({"iaq_index": "fast"})
+        with self.assertRaisesRegex(ValueError, "time_ns must be a whole number"):
+            lib.sensor_control(T0 + 0.5)
         with warnings.catch_warnings(record=True) as seen:
             warnings.simplefilter("always", VornWarning)
             overflow = lib.do_steps(READINGS, timestamp_ns=T0 + 9 * 10**9, capacity=1)
@@ -50,6 +57,9 @@ class LibraryLoop(unittest.TestCase):
         self.assertNotEqual(lib.get_state(), state)
         lib.set_state(state)
         self.assertEqual((lib.get_state(), len(lib.get_configuration())), (state, 454))
+        lib.init()
+        with self.assertWarnsRegex(VornWarning, 'time stamp of 0 means "no sample yet"'):
+            lib.do_steps({"temperature": 20.0}, 0)
 
 
 if __name__ == "__main__":

@@ -11,7 +11,12 @@ from .ids import input_id, input_range
 
 
 def integer(parameter: str, value) -> int:
-    """`value` as an int; a TypeError naming `parameter` for anything else."""
+    """`value` as an int (a whole float such as 3e9 too); a TypeError naming
+    `parameter` for anything else, a ValueError for a fraction."""
+    if isinstance(value, Real) and not isinstance(value, (bool, Integral)):
+        if not float(value).is_integer():
+            raise ValueError(f"{parameter} must be a whole number, not {value!r}")
+        return int(value)
     if isinstance(value, bool) or not isinstance(value, Integral):
         raise TypeError(f"{parameter} must be an int, not {type(value).__name__}")
     return int(value)

@@ -57,8 +57,8 @@ def check(operation: str, code: int, stacklevel: int = 3, detail: str = ""):
     return _status(code)
 
 
-def _timestamp(value: int) -> int:
-    value = int(value)
+def _timestamp(value: int, parameter: str = "time stamp") -> int:
+    value = _checks.integer(parameter, value)
     if not _INT64_MIN <= value <= _INT64_MAX:
         raise OverflowError(f"time stamp {value} does not fit in int64 nanoseconds")
     return value
@@ -194,7 +194,7 @@ class Library:
         rates = (_abi.SensorRate * max(len(items), 1))()
         for record, (key, rate) in zip(rates, items):
             record.id = int(output_id(key))
-            record.rate_hz = float(rate)
+            record.rate_hz = _checks.number(f"rate of {key!r}", rate)
         return self._update_subscription(rates, len(items))
 
     def unsubscribe(self, *outputs: Key) -> Subscription:
@@ -234,7 +234,7 @@ class Library:
     def sensor_control(self, time_ns: int) -> SensorSettings:
         """Plan the measurement due at time_ns (see vorn_sensor_control)."""
         raw = _abi.SensorSettings()
-        code = self._lib.vorn_sensor_control(_timestamp(time_ns), ctypes.byref(raw))
+        code = self._lib.vorn_sensor_control(_timestamp(time_ns, "time_ns"), ctypes.byref(raw))
         return SensorSettings(
             status=check("vorn_sensor_control", code),
             next_call_ns=raw.next_call_ns,
@@ -260,7 +260,8 @@ class Library:
         inputs: {input id or name: value} with every sample at timestamp_ns, or
         {input: (value, timestamp_ns)}, or an iterable of (input, value, timestamp_ns);
         passed in the order given. capacity: room for outputs (0..255).
-        A time stamp of 0 means "no sample yet": a sample stamped 0 is not taken.
+        A time stamp of 0 means "no sample yet": after init() a sample stamped 0 is
+        not taken (RC_W_INPUT_REPEATED, with a warning that says why).
         A refused reading raises InputRangeError (also a ValueError) naming it.
         """
         samples = self._input_samples(inputs, timestamp_ns)
@@ -270,7 +271,7 @@ class Library:
         for record, (key, value, stamp) in zip(records, samples):
             record.id = int(input_id(key))
             record.value = _checks.number(f"input {key!r}", value)
-            record.timestamp_ns = _timestamp(stamp)
+            record.timestamp_ns = _timestamp(stamp, f"time stamp of input {key!r}")
         outputs = (_abi.OutputSample * max(capacity, 1))()
         count = ctypes.c_uint8(capacity)
         code = self._lib.vorn_do_steps(records, len(samples), outputs, ctypes.byref(count))
