@@ -1,4 +1,4 @@
-# Install rules for `cmake --install`: the libraries, the public header, a CMake
+# Install rules for `cmake --install`: the libraries, the public headers, a CMake
 # package (find_package(vorn) gives vorn::vorn and vorn::vorn_static), a
 # pkg-config file (vorn.pc), the vorn program and the Python package. Every installed path is
 # relative to the prefix, so `cmake --install <build> --prefix <anywhere>` works.
@@ -14,7 +14,7 @@ if(TARGET vorn_host)
   install(TARGETS vorn_host LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/include/vorn/vorn.h
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
+  ${PROJECT_SOURCE_DIR}/include/vorn/vorn_clock.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorn)
 
 # ---- CMake package ----
 install(EXPORT vornTargets NAMESPACE vorn:: FILE vornTargets.cmake

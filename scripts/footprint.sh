@@ -4,7 +4,8 @@
 #
 #   scripts/footprint.sh        build (build-m4) and print the report against the targets
 #   scripts/footprint.sh --ci   the same build and report, figures not asserted: CI runs it
-#                               so that the Cortex-M4 build cannot rot
+#                               so that the Cortex-M4 build cannot rot (in both modes any
+#                               compiler warning, of the project's set, fails the build)
 #
 # Code size = text+data of a bare-metal program calling every exported operation minus
 # the same program without the library (newlib nano, --gc-sections), so it includes the
@@ -19,7 +20,7 @@ mode=report
 case "${1:-}" in
   --ci) mode=ci ;;
   "") ;;
-  -h|--help) sed -n '2,13p' "$0"; exit 0 ;;
+  -h|--help) sed -n '2,14p' "$0"; exit 0 ;;
   *) echo "usage: $0 [--ci]" >&2; exit 2 ;;
 esac
 
@@ -29,9 +30,13 @@ mkdir -p "$BUILD"
 cmake -DVORN_GENERATED_DIR="$BUILD/generated" -P cmake/VornVersion.cmake  # vorn/version.h
 SOURCES=$(ls src/math/*.cpp src/serialization/*.cpp src/modules/*.cpp src/hub/*.cpp \
               src/engine/*.cpp src/exports/*.cpp)
-COMMON=(-std=c++20 -I"$ROOT/src" -I"$ROOT/include" -I"$BUILD/generated" -DVORN_BUILDING_LIBRARY -ffp-contract=off
-        -fno-exceptions -fno-rtti -fno-threadsafe-statics -Wall -Wextra -Wpedantic -Wconversion
-        -Wshadow -fstack-usage -fcallgraph-info=su)
+# The project's warning set, as errors: the firmware build must stay clean.
+read -ra WARNINGS < <(sed -n 's/^set(VORN_WARNINGS \(.*\))$/\1/p' cmake/VornFlags.cmake)
+[ ${#WARNINGS[@]} -gt 0 ] || { echo "no VORN_WARNINGS in cmake/VornFlags.cmake" >&2; exit 1; }
+WARNINGS+=(-Werror)
+COMMON=(-std=c++20 -I"$ROOT/src" -I"$ROOT/include" -I"$BUILD/generated" -DVORN_BUILDING_LIBRARY
+        -fno-exceptions -fno-rtti -fno-threadsafe-statics "${WARNINGS[@]}" -fstack-usage
+        -fcallgraph-info=su)
 M4=(-mcpu=cortex-m4 -mthumb -mfloat-abi=hard -mfpu=fpv4-sp-d16 -Os -ffunction-sections
     -fdata-sections)
 M4_LINK=(-Wl,--gc-sections --specs=nano.specs --specs=nosys.specs)
@@ -52,8 +57,9 @@ compile_all() {  # compile_all COMPILER OUTDIR FLAGS...
 
 echo "== footprint: Cortex-M4 build in $BUILD"
 compile_all arm-none-eabi-g++ "$BUILD/m4" "${M4[@]}"
-arm-none-eabi-gcc "${M4[@]}" -std=c99 -I"$ROOT/include" -c bench/m4/main.c -o "$BUILD/main.o"
-arm-none-eabi-gcc "${M4[@]}" -c bench/m4/empty.c -o "$BUILD/empty.o"
+arm-none-eabi-gcc "${M4[@]}" "${WARNINGS[@]}" -std=c99 -I"$ROOT/include" -c bench/m4/main.c \
+  -o "$BUILD/main.o"
+arm-none-eabi-gcc "${M4[@]}" "${WARNINGS[@]}" -c bench/m4/empty.c -o "$BUILD/empty.o"
 arm-none-eabi-gcc "${M4[@]}" "${M4_LINK[@]}" -Wl,-Map="$BUILD/probe.map" "$BUILD/main.o" \
   "$BUILD"/m4/*.o -lm -o "$BUILD/probe.elf"
 arm-none-eabi-gcc "${M4[@]}" "${M4_LINK[@]}" "$BUILD/empty.o" -o "$BUILD/empty.elf"

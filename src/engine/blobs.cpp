@@ -3,6 +3,8 @@
 // configuration), passing each section through the caller's work buffer; import
 // checks the frame, then applies the sections one by one as it reads them, with
 // no staging: a failing section leaves the earlier ones applied.
+#include "math/fp_rules.h"
+
 #include "engine/engine.h"
 #include "serialization/blob_frame.h"
 

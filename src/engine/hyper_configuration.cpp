@@ -2,6 +2,8 @@
 // section (id 254) that carries the exportable configuration in a configuration
 // blob, and applying a configuration, which re-requests every output at its
 // default interval and pushes the result into the channel hub at once.
+#include "math/fp_rules.h"
+
 #include "engine/engine.h"
 
 namespace vorn {

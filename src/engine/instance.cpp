@@ -2,6 +2,8 @@
 // storage, all zero until first built; building it constructs the channel hub in
 // place (never through a temporary, so no call needs the instance's size in stack)
 // and then resets the hyper state and sets the hyper configuration's defaults.
+#include "math/fp_rules.h"
+
 #include <new>
 
 #include "engine/engine.h"

@@ -1,5 +1,7 @@
 // Discarding what the IAQ chain has learnt. Any of the four IAQ outputs names the
 // whole chain; every other identifier is ignored.
+#include "math/fp_rules.h"
+
 #include "engine/engine.h"
 
 namespace vorn {

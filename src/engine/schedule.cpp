@@ -3,6 +3,8 @@
 // an accepted on-demand gas measurement and re-checks whether the next one would
 // be accepted. All time arithmetic wraps instead of overflowing, so any time stamp
 // a caller hands in is safe.
+#include "math/fp_rules.h"
+
 #include <algorithm>
 
 #include "engine/engine.h"

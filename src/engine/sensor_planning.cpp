@@ -1,6 +1,8 @@
 // Two helpers of the measurement scheduler: whether an input is due at the current
 // schedule phase, and the heater on-time of a gas measurement taken off the
 // regular rhythm, which grows with the time the sensor layer has had to cool down.
+#include "math/fp_rules.h"
+
 #include <bit>
 #include <cmath>
 

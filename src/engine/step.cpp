@@ -1,6 +1,8 @@
 // The processing step: validate every input sample before storing any, store
 // them in the hub, run one step over all channels, and hand back the subscribed
 // outputs that received a value, in ascending identifier order.
+#include "math/fp_rules.h"
+
 #include "engine/engine.h"
 
 namespace vorn {

@@ -2,6 +2,8 @@
 // must meet, and pushing a recorded subscription into the channel hub. A request
 // only records; the hub's schedule changes when the change is applied, at the
 // next sensor-control call or at the end of the next processing step.
+#include "math/fp_rules.h"
+
 #include "engine/engine.h"
 
 namespace vorn {

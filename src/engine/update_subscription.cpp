@@ -2,6 +2,8 @@
 // intervals and the whole set against the timing rules, record what passes, and
 // answer with the rate each input must be supplied at. The same call carries the
 // on-demand trigger request.
+#include "math/fp_rules.h"
+
 #include "engine/engine.h"
 #include "math/numeric.h"
 

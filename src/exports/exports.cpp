@@ -1,6 +1,8 @@
 // The exported C entry points. Each is a plain forwarder to its operation with the
 // single library instance: a tail call, so an exported call costs no stack beyond
 // the operation's own.
+#include "math/fp_rules.h"
+
 #include "engine/engine.h"
 
 using vorn::instance;

@@ -2,6 +2,8 @@
 // six modules run in dependency order with their results handed downstream on
 // the stack, and the pass-through copies of raw inputs. Also the hub's input store
 // and output read-out, which the processing step and the scheduler use.
+#include "math/fp_rules.h"
+
 #include "hub/channel_hub.h"
 
 #include <bit>

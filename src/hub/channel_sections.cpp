@@ -1,6 +1,8 @@
 // Routes configuration and state sections between a blob and the six modules by
 // channel id. Each module's field lists say what its sections hold; the hub only
 // picks the module, and answers "no section" or "unknown owner" for other ids.
+#include "math/fp_rules.h"
+
 #include "hub/channel_hub.h"
 
 namespace vorn {

@@ -2,6 +2,8 @@
 // the channels and inputs it needs, derives how many eligible steps each channel
 // skips, and hands a channel's interval to its module so that the module can
 // recompute its interval-dependent parameters.
+#include "math/fp_rules.h"
+
 #include <algorithm>
 
 #include "hub/channel_hub.h"

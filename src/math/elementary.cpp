@@ -2,6 +2,8 @@
 // small table, evaluates a short polynomial in binary64 with the leading terms kept as
 // exact two-double sums, and rounds the result (a double pair within about 2^-70 of the
 // exact value) once to float.
+#include "math/fp_rules.h"
+
 #include "math/elementary.h"
 
 #include <bit>

@@ -1,6 +1,8 @@
 // Bandwidth-to-coefficient rule of the first-order exponential smoother: the
 // coefficient places the filter's -3 dB point at the given normalised frequency.
 // Single precision, element by element.
+#include "math/fp_rules.h"
+
 #include "math/exp_smoothing.h"
 
 #include "math/f32.h"

@@ -2,6 +2,8 @@
 // without a fused multiply-add (a float's square fits a double exactly, and an exact
 // product gives the rest of a longer one as a second double), so every result is the
 // exact value rounded once; the transcendental ones are in math/elementary.
+#include "math/fp_rules.h"
+
 #include "math/f32.h"
 
 #include <bit>

@@ -1,6 +1,8 @@
 // Numeric helpers shared by the modules and the scheduler. Every routine keeps the
 // exact single-precision evaluation order the outputs were tuned with; only the
 // rounding rule works in double precision.
+#include "math/fp_rules.h"
+
 #include "math/numeric.h"
 
 #include <cmath>

@@ -3,12 +3,8 @@
 // round-to-nearest binary64 and no fused multiply-add), and the one rounding to float.
 #pragma once
 
-// Every binary64 operation here must be rounded exactly once. The x87 unit of 32-bit x86
-// keeps intermediates in 80-bit registers and rounds twice, which breaks the exact sums and
-// products and with them the promise of the same bits on every platform.
-#if defined(__i386__) && !defined(__SSE2_MATH__)
-#error "vorn needs SSE2 arithmetic on 32-bit x86: build with -msse2 -mfpmath=sse"
-#endif
+// Every binary64 operation here must be rounded exactly once, and never fused.
+#include "math/fp_rules.h"
 
 #include <bit>
 #include <cmath>

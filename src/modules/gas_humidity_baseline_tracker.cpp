@@ -2,6 +2,8 @@
 // compensated signal, their grading, and the tracker's configuration and state
 // sections. All arithmetic is single precision in the written evaluation order:
 // the saved bands must come out bit for bit the same on every build.
+#include "math/fp_rules.h"
+
 #include "modules/gas_humidity_baseline_tracker.h"
 
 #include <algorithm>

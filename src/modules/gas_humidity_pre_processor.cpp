@@ -1,5 +1,7 @@
 // Gas humidity pre-processor: floors and logs the gas resistance, smooths the three
 // signals and derives the smoothing coefficients from the bandwidths.
+#include "math/fp_rules.h"
+
 #include "modules/gas_humidity_pre_processor.h"
 
 #include "math/f32.h"

@@ -1,5 +1,7 @@
 // Humidity temperature corrector: smoothed chip temperature, humidity correction and
 // dew-point-preserving conversion, and the module's sections.
+#include "math/fp_rules.h"
+
 #include "modules/humidity_temperature_corrector.h"
 
 #include "math/numeric.h"

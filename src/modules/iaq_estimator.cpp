@@ -1,6 +1,8 @@
 // Channel 2: the air-quality indices and the estimates derived from them, the
 // progress blending after a measurement gap, and the estimator's sections. Single
 // precision throughout, in the written evaluation order.
+#include "math/fp_rules.h"
+
 #include "modules/iaq_estimator.h"
 
 #include <cmath>

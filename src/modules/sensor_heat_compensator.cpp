@@ -1,5 +1,7 @@
 // Sensor heat compensator: the self-heating term by gas interval and the module's
 // sections.
+#include "math/fp_rules.h"
+
 #include "modules/sensor_heat_compensator.h"
 
 #include "identifiers/identifiers.h"

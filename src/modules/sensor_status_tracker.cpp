@@ -1,5 +1,7 @@
 // Sensor status tracker: the two operating-time clocks behind the status flags,
 // the gap limit derived from the sample interval, and the module's sections.
+#include "math/fp_rules.h"
+
 #include "modules/sensor_status_tracker.h"
 
 #include "identifiers/identifiers.h"

@@ -2,6 +2,8 @@
 // import checks the frame in a fixed order and hands out its sections one by one.
 // Every size is compared in 64 bits (or by subtraction) so that no caller-supplied
 // length can wrap a bound and let a copy run outside its buffer.
+#include "math/fp_rules.h"
+
 #include "serialization/blob_frame.h"
 
 #include <cstring>

@@ -1,4 +1,6 @@
 // Section header checking, and the section writer and reader.
+#include "math/fp_rules.h"
+
 #include "serialization/section.h"
 
 namespace vorn {

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Every folder of src/ is a layer; a file may include only its own layer's and lower
 # layers' headers (and the public header), so data flows down and results come back
-# up as return values. Prints each include that reaches upward and fails on any.
+# up as return values. Prints each include that reaches upward and fails on any; also
+# each core source whose first include is not math/fp_rules.h, which must precede every
+# function definition to keep its multiply-adds unfused.
 set -euo pipefail
 SRC=${1:?usage: check_layers.sh SRC_DIR}
 
@@ -23,6 +25,11 @@ while IFS= read -r file; do
   layer=${file#"$SRC"/}; layer=${layer%%/*}
   own=$(rank "$layer")
   [ "$own" = unknown ] && { echo "$file: folder '$layer' is no known layer"; bad=1; continue; }
+  if [[ $file == *.cpp && $layer != host ]] &&
+     [ "$(grep -m1 '^#include' "$file")" != '#include "math/fp_rules.h"' ]; then
+    echo "$file: the first include must be \"math/fp_rules.h\""
+    bad=1
+  fi
   while IFS= read -r target; do
     dep=${target%%/*}
     theirs=$(rank "$dep")

@@ -19,7 +19,7 @@ libdir=${libdir#"$prefix/"}
 pydir=$(dirname "$(dirname "$(find "$prefix" -path '*/vorn/__init__.py' | head -1)")")
 pydir=${pydir#"$prefix/"}
 for f in bin/vorn "$libdir/libvorn.so" "$libdir/libvorn.a" "$libdir/libvorn_host.so" include/vorn/vorn.h \
-         "$libdir/pkgconfig/vorn.pc" "$libdir/cmake/vorn/vornConfig.cmake" \
+         include/vorn/vorn_clock.h "$libdir/pkgconfig/vorn.pc" "$libdir/cmake/vorn/vornConfig.cmake" \
          "$pydir/vorn/__init__.py" "$pydir/vorn/_install_paths.py"; do
   [ -e "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
 done
