@@ -3,10 +3,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "blob_file.h"
 #include "names.h"
@@ -293,6 +297,46 @@ std::vector<std::string_view> splitComma(std::string_view text) {
     }
 }
 
+// Edit distance (insertions, deletions, substitutions) between two names.
+size_t editDistance(std::string_view a, std::string_view b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
+}
+
+// "unknown parameter 'x'; did you mean ...?", with the nearest names (at most three,
+// within a third of the name's length), or the whole list when none is near.
+std::string unknownParameter(std::string_view name) {
+    std::vector<std::pair<size_t, std::string>> near;
+    const std::string_view bare = name.substr(0, name.find('['));
+    for (const auto& s : sectionLayouts(BlobKind::Configuration)) {
+        for (const auto& f : s.fields) {
+            std::string full = fmt::format("{}.{}", s.name, f.name);
+            const size_t d = editDistance(bare, full);
+            if (d <= std::max<size_t>(2, bare.size() / 3)) near.emplace_back(d, std::move(full));
+        }
+    }
+    if (near.empty()) {
+        return fmt::format("unknown parameter '{}'; valid names:\n{}", name, configurationNames());
+    }
+    std::sort(near.begin(), near.end());
+    near.resize(std::min<size_t>(near.size(), 3));
+    std::string list;
+    for (const auto& [d, candidate] : near)
+        list += fmt::format("{}'{}'", list.empty() ? "" : ", ", candidate);
+    return fmt::format("unknown parameter '{}'; did you mean {}? (`vorn config names` lists all)",
+                       name, list);
+}
+
 Assignment parseAssignment(const std::string& text) {
     const size_t eq = text.find('=');
     if (eq == std::string::npos) {
@@ -318,10 +362,7 @@ Assignment parseAssignment(const std::string& text) {
     if (dot != std::string_view::npos && a.section != nullptr) {
         a.field = findField(*a.section, fieldName);
     }
-    if (a.field == nullptr) {
-        throw ToolError(
-            fmt::format("unknown parameter '{}'; valid names:\n{}", a.name, configurationNames()));
-    }
+    if (a.field == nullptr) throw ToolError(unknownParameter(a.name));
     if (a.index >= a.field->count) {
         throw ToolError(fmt::format("'{}': index {} is out of range, {} has elements 0..{}", a.name,
                                     a.index, a.field->name, a.field->count - 1));
@@ -369,14 +410,16 @@ void writeDefaultConfiguration(const std::string& path) {
 }
 
 std::string configurationNames() {
-    std::string names;
+    std::string names = fmt::format("  {:<48} {:<8} {:<7} {:<20} {}\n", "parameter", "type", "unit",
+                                    "accepted", "meaning");
     for (const auto& s : sectionLayouts(BlobKind::Configuration)) {
         for (const auto& f : s.fields) {
             const std::string full = fmt::format("{}.{}", s.name, f.name);
             const std::string shape =
                 f.count > 1 ? fmt::format("{}[{}]", typeName(f.type), f.count) : typeName(f.type);
-            names +=
-                fmt::format("  {:<48} {:<8} {:g} .. {:g}  {}\n", full, shape, f.min, f.max, f.help);
+            const std::string range = fmt::format("{:g} .. {:g}", f.min, f.max);
+            names += fmt::format("  {:<48} {:<8} {:<7} {:<20} {}\n", full, shape, unitName(f.unit),
+                                 range, f.help);
         }
     }
     return names;

@@ -341,6 +341,29 @@ const char* typeName(FieldType type) {
     return "?";
 }
 
+const char* unitName(Unit unit) {
+    switch (unit) {
+        case Unit::None:
+            return "";
+        case Unit::Seconds:
+            return "s";
+        case Unit::Nanoseconds:
+            return "ns";
+        case Unit::Interval:
+        case Unit::IntervalPerOutput:
+            return "x10 ms";
+        case Unit::Celsius:
+            return "degC";
+        case Unit::Percent:
+            return "%";
+        case Unit::Hertz:
+            return "Hz";
+        case Unit::Ms:
+            return "ms";
+    }
+    return "?";
+}
+
 uint16_t crc16X25(std::span<const uint8_t> data) {
     return crcCcitt2(data.data(), static_cast<uint32_t>(data.size()));
 }

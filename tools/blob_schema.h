@@ -62,6 +62,8 @@ const SectionLayout* findSection(BlobKind kind, std::string_view name);
 const FieldLayout* findField(const SectionLayout& section, std::string_view name);
 const char* kindName(BlobKind kind);  // "configuration" / "state"
 const char* typeName(FieldType type);
+// The unit as `config names` shows it ("s", "x10 ms", "degC"); "" for a plain number.
+const char* unitName(Unit unit);
 
 // CRC-16/X-25 (reflected 0x1021, initial 0xFFFF, final complement); check value
 // 0x906E over "123456789".

@@ -108,7 +108,11 @@ TEST_F(Cli, ConfigDefaultShowSetAndNames) {
                               "')); assert d['valid'] and "
                               "d['sections'][1]['fields']['index_scale'] == 225\"";
     EXPECT_EQ(std::system(check.c_str()), 0) << read("c.json");
-    EXPECT_TRUE(has(vorn("config names").out, "hyper.allowed_intervals.gas_scale_percent"));
+    const std::string names = vorn("config names").out;
+    const std::string line = names.substr(names.find("status_tracker.accumulated_time_required"));
+    EXPECT_TRUE(has(names, "hyper.allowed_intervals.gas_scale_percent") &&
+                has(line.substr(0, line.find('\n')), " ns "))
+        << "every parameter with its unit";
 
     // Each change shows in `config show` and the library accepts the result.
     const std::array<const char*, 3> cases[] = {
@@ -199,7 +203,8 @@ TEST_F(Cli, RefusalsNameWhatWasWrongAndWriteNothing) {
         {"state show hello.dat", "RC_E_BLOB_TOO_SHORT"},
         {"state show c.bin", "is this a configuration blob?"},
         {"config show good.dat", "is this a state blob?"},
-        {"config set c.bin iaq.index_scal=3 -o out.bin", "valid names"},
+        {"config set c.bin iaq.index_scal=3 -o out.bin", "did you mean 'iaq.index_scale'?"},
+        {"config set c.bin frobnicate=3 -o out.bin", "valid names"},
         {"config set c.bin iaq.index_scale=abc -o out.bin", "not a whole number"},
         {"config set c.bin iaq.index_scale=1.5 -o out.bin", "not a whole number"},
         {"config set c.bin iaq.index_scale=70000 -o out.bin", "outside the range 1 .. 65535"},
