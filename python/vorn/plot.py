@@ -9,23 +9,33 @@ display needed).
 
 from __future__ import annotations
 
+import itertools
 import math
 from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Dict, Iterable, List, Optional, Sequence
 
-import matplotlib
+from .ids import OutputId
 
-matplotlib.use("Agg")
-import matplotlib.pyplot as plt  # noqa: E402  (the backend must be chosen first)
-import numpy as np  # noqa: E402
-from matplotlib.patches import Patch  # noqa: E402
+try:
+    import matplotlib
 
-from .ids import OutputId  # noqa: E402
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt  # (the backend must be chosen first)
+    import numpy as np
+    from matplotlib.patches import Patch
+except ImportError as missing:  # --help still works; drawing says what to install
+    MISSING = missing
+else:
+    MISSING = None
+
+INSTALL_HINT = ("drawing needs matplotlib (with numpy): on Debian `sudo apt-get install "
+                "python3-matplotlib`, elsewhere `pip install matplotlib`")
 
 # More points than this are averaged into bins: a week at 3 s has 200,000 rows, far
 # more than a picture can show, and binning keeps the plot fast and the lines calm.
 MAX_POINTS = 4000
+CHUNK_ROWS = 100_000  # rows parsed at a time
 
 ACCURACY_COLOURS = {0: "#d9d9d9", 1: "#f4b6b6", 2: "#f9e4a6", 3: "#bfe5bf"}
 ACCURACY_LABELS = {
@@ -50,24 +60,32 @@ def read_csv(path: Path, wanted: Iterable[str]) -> Table:
     """Read the wanted columns (those present) of a CSV file with a header line.
 
     Empty fields (an output not produced in a step) and text that is no number become
-    NaN. Whole files go through numpy's C parser, which keeps a week at 3 s (200,000
-    rows) well under a second.
+    NaN. The file goes through numpy's C parser in blocks of CHUNK_ROWS lines and is
+    kept in single precision (time in double), so a 120-day log at 3 s (3.5 million
+    rows) needs a few hundred megabytes, not the whole text and its copies at once.
     """
     with open(path, newline="") as handle:
         header_line = handle.readline()
-        body = handle.read()
-    header = [name.strip() for name in header_line.strip().split(",")]
-    if not header_line.strip():
-        raise ValueError(f"{path} is empty")
-    if "time_s" not in header:
-        raise ValueError(f"{path} has no time_s column (header: {','.join(header)})")
-    names = [name for name in wanted if name in header]
-    columns = [header.index(name) for name in names]
-    try:
-        data = _parse_numbers(body, columns)
-    except ValueError:
-        data = _parse_numbers_slowly(body, columns)
-    return Table({name: data[:, i] for i, name in enumerate(names)})
+        header = [name.strip() for name in header_line.strip().split(",")]
+        if not header_line.strip():
+            raise ValueError(f"{path} is empty")
+        if "time_s" not in header:
+            raise ValueError(f"{path} has no time_s column (header: {','.join(header)})")
+        names = [name for name in wanted if name in header]
+        columns = [header.index(name) for name in names]
+        blocks: Dict[str, List[np.ndarray]] = {name: [] for name in names}
+        while True:
+            body = "".join(itertools.islice(handle, CHUNK_ROWS))
+            if not body:
+                break
+            try:
+                data = _parse_numbers(body, columns)
+            except ValueError:
+                data = _parse_numbers_slowly(body, columns)
+            for i, name in enumerate(names):
+                blocks[name].append(data[:, i] if name == "time_s" else data[:, i].astype(np.float32))
+    return Table({name: np.concatenate(parts) if parts else np.empty(0)
+                  for name, parts in blocks.items()})
 
 
 def _parse_numbers(body: str, columns: List[int]) -> np.ndarray:
@@ -199,6 +217,8 @@ LOG_COLUMNS = ("time_s", "voc_ppb", "temperature_c", "humidity_pct", "gas_ohm")
 
 def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional[str] = None):
     """Draw the picture and write it to `image` (PNG, or any format matplotlib knows)."""
+    if MISSING is not None:
+        raise ImportError(f"{INSTALL_HINT} ({MISSING})")
     out = read_csv(outputs, OUTPUT_COLUMNS)
     raw = read_csv(log, LOG_COLUMNS) if log is not None else Table()
     t = out.get("time_s")
@@ -286,14 +306,15 @@ def main(argv: Optional[Sequence[str]] = None, prog: str = "python3 -m vorn plot
     description = __doc__.split("\n\n")[0].replace("\n", " ")
     parser = argparse.ArgumentParser(prog=prog, description=description)
     parser.add_argument("outputs", type=Path, help="outputs CSV written by `vorn replay`")
-    parser.add_argument("-o", "--output", type=Path, required=True, help="image file (.png)")
+    parser.add_argument("-o", "--output", type=Path, required=True,
+                        help="image file (.png); missing directories are created")
     parser.add_argument("--log", type=Path, help="raw log CSV (from `vorn simulate`) to overlay "
                         "the ground-truth VOC")
     parser.add_argument("--title", help="title of the picture")
     args = parser.parse_args(argv)
     try:
         plot(args.outputs, args.output, args.log, args.title)
-    except (OSError, ValueError) as error:
+    except (OSError, ValueError, ImportError) as error:
         parser.exit(1, f"error: {error}\n")
     print(f"wrote {args.output}")
     return 0
