@@ -182,17 +182,18 @@ def _first_time(x: np.ndarray, mask: np.ndarray) -> Optional[float]:
     return float(x[hits[0]]) if len(hits) else None
 
 
-def _draw_flags(ax, x: np.ndarray, out: Table) -> None:
-    """The two stabilisation flags as off/on step lines, one above the other."""
+def _draw_flags(ax, x, out: Table, raw_x=None, raw=None) -> None:
+    """The stabilisation flags replayed, as off/on step lines one above the other."""
     rows = ((CONTINUOUS_FLAG, "continuous time", "#e67e22", 0.0),
             (ACCUMULATED_FLAG, "accumulated time", "#8e44ad", 1.5))
     ticks, labels = [], []
     for column, name, colour, base in rows:
         flag = out.get(column)
-        if flag is not None:
-            # The minimum per bin shows every drop, however short.
-            _line(ax, x, flag + base, f"{name} flag", colour, how="min", lw=1.2,
-                  drawstyle="steps-mid")
+        if flag is None:
+            continue
+        # The minimum per bin shows every drop, however short.
+        _line(ax, x, flag + base, f"{name} flag", colour, how="min", lw=1.2,
+              drawstyle="steps-mid")
         ticks += [base, base + 1]
         labels += [f"{name}: off", "on"]
     ax.set_yticks(ticks)
@@ -215,6 +216,57 @@ OUTPUT_COLUMNS = ("time_s", IAQ, IAQ + "_accuracy", TEMPERATURE, COMPENSATED_TEM
 LOG_COLUMNS = ("time_s", "voc_ppb", "temperature_c", "humidity_pct", "gas_ohm")
 
 
+def _draw_iaq(ax, x, out: Table, raw_x, raw: Table) -> None:
+    """The IAQ index with its accuracy as background colour."""
+    accuracy = out.get(IAQ + "_accuracy")
+    if accuracy is not None:
+        _shade_accuracy(ax, x, accuracy)
+    _line(ax, x, out.get(IAQ), "IAQ index (bin mean)", "#1f3b73", lw=1.2)
+    _line(ax, x, out.get(IAQ), "IAQ index (bin max)", "#6f8fd0", how="max", lw=0.6)
+    ax.set_ylabel("IAQ index")
+    ax.set_ylim(bottom=0)
+    handles, _ = ax.get_legend_handles_labels()
+    handles += [Patch(color=ACCURACY_COLOURS[g], label="accuracy " + ACCURACY_LABELS[g])
+                for g in sorted(ACCURACY_COLOURS)]
+    ax.legend(handles=handles, loc="upper left", fontsize=8, ncol=3, framealpha=0.9)
+    reached = _first_time(x, accuracy >= 3) if accuracy is not None else None
+    if reached is not None:
+        ax.axvline(reached, color="#2e7d32", ls="--", lw=1)
+        ax.annotate("accuracy 3", (reached, 1), xycoords=("data", "axes fraction"),
+                    xytext=(4, -12), textcoords="offset points", color="#2e7d32", fontsize=8)
+
+
+def _draw_voc(ax, x, out: Table, raw_x, raw: Table) -> None:
+    _line(ax, raw_x, raw.get("voc_ppb"), "ground-truth VOC (simulated)", "#c0392b")
+    ax.set_yscale("log")
+    ax.set_ylabel("VOC (ppb)")
+    _legend(ax, loc="upper left", fontsize=8)
+
+
+def _draw_temperature(ax, x, out: Table, raw_x, raw: Table) -> None:
+    _line(ax, x, out.get(TEMPERATURE), "raw", "#bdc3c7", lw=3.0)
+    _line(ax, x, out.get(COMPENSATED_TEMPERATURE), "compensated", "#d35400")
+    ax.set_ylabel("temperature (°C)")
+    _legend(ax, loc="upper left", fontsize=8)
+
+
+def _draw_humidity(ax, x, out: Table, raw_x, raw: Table) -> None:
+    _line(ax, x, out.get(HUMIDITY), "raw", "#bdc3c7", lw=3.0)
+    _line(ax, x, out.get(COMPENSATED_HUMIDITY), "compensated", "#2980b9")
+    ax.set_ylabel("humidity (%)")
+    _legend(ax, loc="upper left", fontsize=8)
+
+
+def _draw_gas(ax, x, out: Table, raw_x, raw: Table) -> None:
+    if out.get(GAS) is None:
+        _line(ax, raw_x, raw.get("gas_ohm"), "gas resistance (raw log)", "#16a085")
+    else:
+        _line(ax, x, out.get(GAS), "gas resistance", "#16a085")
+    ax.set_yscale("log")
+    ax.set_ylabel("gas (Ω)")
+    _legend(ax, loc="upper left", fontsize=8)
+
+
 def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional[str] = None):
     """Draw the picture and write it to `image` (PNG, or any format matplotlib knows)."""
     if MISSING is not None:
@@ -231,67 +283,30 @@ def plot(outputs: Path, image: Path, log: Optional[Path] = None, title: Optional
     x, xlabel = _time_axis(t, start)
     raw_x = _time_axis(raw.get("time_s"), start)[0] if raw.get("time_s") is not None else None
 
-    has_voc = raw.get("voc_ppb") is not None
-    ratios = [3.0] + ([1.5] if has_voc else []) + [1.4, 1.4, 1.5, 0.8]
-    fig, axes = plt.subplots(len(ratios), 1, figsize=(13, 1.9 * len(ratios) + 2), sharex=True,
-                             gridspec_kw={"height_ratios": ratios})
-    axes = list(axes)
-    ax_iaq = axes.pop(0)
-    ax_voc = axes.pop(0) if has_voc else None
-    ax_temp, ax_hum, ax_gas, ax_flags = axes
-
-    # IAQ with its accuracy as background colour.
-    accuracy = out.get(IAQ + "_accuracy")
-    if accuracy is not None:
-        _shade_accuracy(ax_iaq, x, accuracy)
-    _line(ax_iaq, x, out.get(IAQ), "IAQ index (bin mean)", "#1f3b73", lw=1.2)
-    _line(ax_iaq, x, out.get(IAQ), "IAQ index (bin max)", "#6f8fd0", how="max", lw=0.6)
-    ax_iaq.set_ylabel("IAQ index")
-    ax_iaq.set_ylim(bottom=0)
-    handles, _ = ax_iaq.get_legend_handles_labels()
-    handles += [Patch(color=ACCURACY_COLOURS[g], label="accuracy " + ACCURACY_LABELS[g])
-                for g in sorted(ACCURACY_COLOURS)]
-    ax_iaq.legend(handles=handles, loc="upper left", fontsize=8, ncol=3, framealpha=0.9)
-    if accuracy is not None:
-        reached = _first_time(x, accuracy >= 3)
-        if reached is not None:
-            ax_iaq.axvline(reached, color="#2e7d32", ls="--", lw=1)
-            ax_iaq.annotate("accuracy 3", (reached, 1), xycoords=("data", "axes fraction"),
-                            xytext=(4, -12), textcoords="offset points", color="#2e7d32",
-                            fontsize=8)
-
-    if ax_voc is not None:
-        _line(ax_voc, raw_x, raw.get("voc_ppb"), "ground-truth VOC (simulated)", "#c0392b")
-        ax_voc.set_yscale("log")
-        ax_voc.set_ylabel("VOC (ppb)")
-        _legend(ax_voc, loc="upper left", fontsize=8)
-
-    _line(ax_temp, x, out.get(TEMPERATURE), "raw", "#bdc3c7", lw=3.0)
-    _line(ax_temp, x, out.get(COMPENSATED_TEMPERATURE), "compensated", "#d35400")
-    ax_temp.set_ylabel("temperature (°C)")
-    _legend(ax_temp, loc="upper left", fontsize=8)
-
-    _line(ax_hum, x, out.get(HUMIDITY), "raw", "#bdc3c7", lw=3.0)
-    _line(ax_hum, x, out.get(COMPENSATED_HUMIDITY), "compensated", "#2980b9")
-    ax_hum.set_ylabel("humidity (%)")
-    _legend(ax_hum, loc="upper left", fontsize=8)
-
-    gas = out.get(GAS)
-    if gas is None and raw.get("gas_ohm") is not None:
-        _line(ax_gas, raw_x, raw.get("gas_ohm"), "gas resistance (raw log)", "#16a085")
-    else:
-        _line(ax_gas, x, gas, "gas resistance", "#16a085")
-    ax_gas.set_yscale("log")
-    ax_gas.set_ylabel("gas (Ω)")
-    _legend(ax_gas, loc="upper left", fontsize=8)
-
-    _draw_flags(ax_flags, x, out)
-    ax_flags.set_xlabel(xlabel)
-
-    for ax in [ax_iaq, ax_voc, ax_temp, ax_hum, ax_gas, ax_flags]:
-        if ax is not None:
-            ax.grid(True, alpha=0.3)
-            ax.margins(x=0)
+    # Only the panels whose data is there: a replay of some outputs draws no empty
+    # panels (and no flag panel that would read as "off").
+    present = {name: out.get(name) is not None or raw.get(name) is not None
+               for name in OUTPUT_COLUMNS + LOG_COLUMNS}
+    panels = [(name, ratio) for name, ratio, shown in (
+        ("iaq", 3.0, present[IAQ]),
+        ("voc", 1.5, present["voc_ppb"]),
+        ("temperature", 1.4, present[TEMPERATURE] or present[COMPENSATED_TEMPERATURE]),
+        ("humidity", 1.4, present[HUMIDITY] or present[COMPENSATED_HUMIDITY]),
+        ("gas", 1.5, present[GAS] or present["gas_ohm"]),
+        ("flags", 0.8, present[ACCUMULATED_FLAG] or present[CONTINUOUS_FLAG]),
+    ) if shown]
+    if not panels:
+        raise ValueError(f"{outputs} has none of the outputs drawn ({', '.join(OUTPUT_COLUMNS[1:])})")
+    fig, axes = plt.subplots(len(panels), 1, figsize=(13, 1.9 * len(panels) + 2), sharex=True,
+                             squeeze=False, gridspec_kw={"height_ratios": [r for _, r in panels]})
+    ax = {name: axis for (name, _), axis in zip(panels, axes[:, 0])}
+    draw = {"iaq": _draw_iaq, "voc": _draw_voc, "temperature": _draw_temperature,
+            "humidity": _draw_humidity, "gas": _draw_gas, "flags": _draw_flags}
+    for name, _ in panels:
+        draw[name](ax[name], x, out, raw_x, raw)
+        ax[name].grid(True, alpha=0.3)
+        ax[name].margins(x=0)
+    axes[-1, 0].set_xlabel(xlabel)
     fig.suptitle(title or f"vorn replay of {outputs.name}", fontsize=12)
     fig.tight_layout()
     image.parent.mkdir(parents=True, exist_ok=True)
