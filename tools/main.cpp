@@ -64,7 +64,30 @@ void addReplay(CLI::App& app, ReplayArgs& a) {
                     "Outputs to subscribe: names or ids (comma list), 'host' (the host layer's "
                     "ten) or 'all'")
         ->capture_default_str();
-    cmd->add_option("--rate", a.options.rateHz, "Subscription rate in Hz")->capture_default_str();
+    cmd->add_option("--rate", a.options.rate,
+                    "auto (from the log's spacing: 1/3 Hz for rows every 3 s or closer, else "
+                    "1/300 Hz), a rate in Hz, a fraction (1/300) or a period (300s)")
+        ->capture_default_str();
+    auto& f = a.options.format;
+    cmd->add_option("--columns", f.columns,
+                    "Where each reading is: time=NAME|POS,temperature=..,pressure=..,humidity=..,"
+                    "gas=.. (header names or 1-based positions)");
+    cmd->add_flag("--no-header", f.noHeader,
+                  "The first line is data (columns by position; default order time, "
+                  "temperature, pressure, humidity, gas)");
+    cmd->add_option("--skip-lines", f.skipLines, "Lines to drop before the header or the data");
+    cmd->add_option("--delimiter", f.delimiter, "Field separator: , ; or tab (default: sniffed)");
+    cmd->add_option("--time-unit", f.timeUnit,
+                    "Unit of numeric times: s, ms, us or ns (ISO 8601 and DD/MM/YYYY times are "
+                    "recognised by themselves)");
+    cmd->add_option("--time-zone", f.timeZone,
+                    "Zone of dates written without one: UTC (default) or an offset like +01:00");
+    cmd->add_option("--units", f.units,
+                    "Units of the log: gas=ohm|kohm|mohm, pressure=pa|hpa|kpa, temperature=c|f|k, "
+                    "humidity=percent|fraction (comma list)");
+    cmd->add_option("--missing", f.missing,
+                    "Values that mean \"no reading\" (comma list, e.g. -200,-1): that reading is "
+                    "skipped, the rest of the row used");
     cmd->add_option("--config-in", a.options.configIn, "Configuration blob to import first");
     cmd->add_option("--state-in", a.options.stateIn,
                     "State blob or savedState.dat file to import first");
@@ -139,13 +162,20 @@ int runSimulate(SimulateArgs& sim) {
     return 0;
 }
 
-int runReplay(ReplayArgs& rep, bool offsetGiven) {
+int runReplay(ReplayArgs& rep, bool offsetGiven, bool outputsGiven) {
     rep.options.outputs = parseOutputList(rep.outputs);
+    rep.options.outputsGiven = outputsGiven;
     rep.options.progress = !rep.noProgress;
     if (offsetGiven) rep.options.temperatureOffset = rep.offset;
     const ReplayReport report = replay(rep.options, stderr);
     if (!rep.quiet) {
         printSummary(rep.options, report, rep.options.output == "-" ? stderr : stdout);
+    }
+    if (report.interrupted) return 130;
+    if (report.steps == 0) {
+        fmt::print(stderr, "error: no row of '{}' could be used ({} rows read)\n", rep.options.log,
+                   report.rows);
+        return 1;
     }
     return 0;
 }
@@ -169,7 +199,8 @@ int run(int argc, char** argv) {
 
     if (app.got_subcommand("simulate")) return runSimulate(sim);
     if (app.got_subcommand("replay")) {
-        return runReplay(rep, app.get_subcommand("replay")->count("--temperature-offset") > 0);
+        auto* cmd = app.get_subcommand("replay");
+        return runReplay(rep, cmd->count("--temperature-offset") > 0, cmd->count("--outputs") > 0);
     }
     if (*stateShow || *configShow) {
         blob.show.kind = *stateShow ? BlobKind::State : BlobKind::Configuration;

@@ -5,12 +5,17 @@
 
 #include <fmt/compile.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <utility>
 
 #include "blob_file.h"
 #include "blob_schema.h"
@@ -29,14 +34,29 @@ constexpr double kMaxAbsTimeSeconds = 9.2e9;  // keeps time * 1e9 inside int64
 constexpr uint8_t kOutputCapacity = 16;
 constexpr uint32_t kMeasuredInputsMask =
     idBits({IN_PRESSURE, IN_HUMIDITY, IN_TEMPERATURE, IN_GAS_RESISTANCE});
-constexpr size_t kMaxFields = 64;  // fields of a log row that are looked at
 
-enum Column { kTime, kTemperature, kPressure, kHumidity, kGas, kColumnCount };
-constexpr std::array<const char*, kColumnCount> kColumnNames = {
-    "time_s", "temperature_c", "pressure_pa", "humidity_pct", "gas_ohm"};
+// Set by SIGINT and SIGTERM; the loop stops at the next row and the run ends as if
+// the log ended there, marked as interrupted.
+volatile std::sig_atomic_t gInterrupted = 0;
+extern "C" void onInterrupt(int) {
+    gInterrupted = 1;
+}
+bool interrupted() {
+    return gInterrupted != 0;
+}
+
+// The plans `--rate auto` chooses between: every 3 s for logs that have a row that
+// often, every 300 s for sparser ones (in the library's 10 ms interval units).
+constexpr uint16_t kDenseInterval = 300;
+constexpr uint16_t kSparseInterval = 30000;
+constexpr double kIntervalUnitsPerSecond = 100.0;
+
+float rateOfInterval(uint32_t interval) {
+    return static_cast<float>(kIntervalUnitsPerSecond / interval);
+}
 
 struct InputColumn {
-    Column column;
+    Role role;
     uint8_t id;
 };
 constexpr std::array<InputColumn, 4> kInputColumns = {{
@@ -70,7 +90,8 @@ void importBlob(const std::string& path, bool configuration) {
     }
 }
 
-void exportBlob(const std::string& path, bool configuration) {
+// Writes to `path` in the format `namedAs` asks for (a .dat name: the state-file format).
+void exportBlob(const std::string& path, const std::string& namedAs, bool configuration) {
     std::vector<uint8_t> blob(kToolWorkBytes, 0), work(kToolWorkBytes, 0);
     uint32_t size = 0;
     const int32_t status =
@@ -84,7 +105,7 @@ void exportBlob(const std::string& path, bool configuration) {
                                     describeStatus(status)));
     }
     blob.resize(size);
-    saveBlobFile(path, blob, wantsStateFileFormat(path));
+    saveBlobFile(path, blob, wantsStateFileFormat(namedAs));
 }
 
 std::vector<uint8_t> subscriptionIds(const ReplayOptions& o, bool& flagsAdded) {
@@ -104,13 +125,17 @@ std::vector<uint8_t> subscriptionIds(const ReplayOptions& o, bool& flagsAdded) {
     return ids;
 }
 
-void subscribe(const std::vector<uint8_t>& ids, float rate) {
+int32_t trySubscribe(const std::vector<uint8_t>& ids, float rate) {
     std::vector<SensorRate> requests;
     for (const uint8_t id : ids) requests.push_back(SensorRate{rate, id, {0, 0, 0}});
     std::array<SensorRate, 8> required{};
     uint8_t nRequired = required.size();
-    const int32_t status = vorn_update_subscription(
-        requests.data(), static_cast<uint8_t>(requests.size()), required.data(), &nRequired);
+    return vorn_update_subscription(requests.data(), static_cast<uint8_t>(requests.size()),
+                                    required.data(), &nRequired);
+}
+
+void subscribe(const std::vector<uint8_t>& ids, float rate) {
+    const int32_t status = trySubscribe(ids, rate);
     if (status != RC_OK) {
         throw ToolError(fmt::format("the library refuses the subscription at {} Hz: {}{}", rate,
                                     describeStatus(status),
@@ -118,30 +143,6 @@ void subscribe(const std::vector<uint8_t>& ids, float rate) {
                                                    "measurement, not a subscription)"
                                                  : ""));
     }
-}
-
-// Column positions of the five inputs in the log's header.
-std::array<size_t, kColumnCount> readHeader(LineReader& reader, const std::string& path) {
-    std::string_view line;
-    if (!reader.next(line)) throw ToolError("'" + path + "' is empty: expected a CSV header");
-    std::array<std::string_view, 64> names{};
-    const size_t n = std::min(splitFields(line, names), names.size());
-    std::array<size_t, kColumnCount> columns{};
-    for (size_t c = 0; c < kColumnCount; ++c) {
-        size_t found = n;
-        for (size_t i = 0; i < n; ++i) {
-            std::string_view name = names[i];
-            while (!name.empty() && name.front() == ' ') name.remove_prefix(1);
-            while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
-            if (name == kColumnNames[c]) found = i;
-        }
-        if (found == n) {
-            throw ToolError(fmt::format("'{}': the header has no column '{}'; expected: {}", path,
-                                        kColumnNames[c], kLogHeader));
-        }
-        columns[c] = found;
-    }
-    return columns;
 }
 
 class Progress {
@@ -186,33 +187,29 @@ void appendValue(fmt::memory_buffer& buf, float value, uint8_t accuracy) {
 // Everything the loop updates per row, kept together so the helpers stay small.
 class Replayer {
 public:
-    Replayer(const ReplayOptions& o, FILE* diagnostics, ReplayReport& report)
-        : o_(o), diag_(diagnostics), report_(report) {}
+    Replayer(const ReplayOptions& o, const LogFormat& format, FILE* diagnostics,
+             ReplayReport& report)
+        : o_(o), format_(format), diag_(diagnostics), report_(report) {}
 
-    void run();
+    void run(LogReader& reader, FILE* csv);
 
 private:
     void writeHeader(OutputBuffer& out);
     void badRow(const char* reason, const std::string& detail);
-    bool parseRow(std::string_view line, std::array<double, kColumnCount>& values,
-                  std::string_view& timeText);
-    void processRow(const std::array<double, kColumnCount>& values, int64_t ns,
-                    std::string_view timeText, OutputBuffer& out);
-    std::string rangeDetail(const std::array<double, kColumnCount>& values) const;
+    void processRow(const LogRow& row, OutputBuffer& out);
+    std::string rangeProblem(const LogRow& row) const;
     bool sleeping(int64_t ns) const;
     void track(const OutputSample& s, int64_t ns);
+    void appendTime(const LogRow& row, fmt::memory_buffer& buf) const;
 
     const ReplayOptions& o_;
+    const LogFormat& format_;
     FILE* diag_;
     ReplayReport& report_;
     std::string path_;
     uint64_t line_ = 0;
-    std::array<size_t, kColumnCount> columns_{};
-    size_t minFields_ = 0;
-    std::array<std::string_view, kMaxFields> fields_;
     bool haveTime_ = false;
     int64_t lastNs_ = 0;
-    std::array<bool, kMaxOutputId + 1> written_{};  // output id written to the CSV
     float lastContinuous_ = 0.0f;
     static constexpr int64_t kNoPlan = INT64_MIN;
     int64_t lastPlanNs_ = kNoPlan;  // time of the last sensor-control call that planned
@@ -232,43 +229,22 @@ void Replayer::badRow(const char* reason, const std::string& detail) {
     }
 }
 
-bool Replayer::parseRow(std::string_view line, std::array<double, kColumnCount>& values,
-                        std::string_view& timeText) {
-    std::array<std::string_view, kMaxFields>& fields = fields_;  // only [0, n) is read
-    const size_t n = splitFields(line, fields);
-    if (n < minFields_) {
-        badRow("too few fields",
-               fmt::format("{} fields, the header names at least {}", n, minFields_));
-        return false;
-    }
-    for (size_t c = 0; c < kColumnCount; ++c) {
-        if (!parseNumber(fields[columns_[c]], values[c])) {
-            badRow("not a number",
-                   fmt::format("{} '{}' is not a number", kColumnNames[c], fields[columns_[c]]));
-            return false;
-        }
-    }
-    timeText = fields[columns_[kTime]];
-    while (!timeText.empty() && timeText.front() == ' ') timeText.remove_prefix(1);
-    while (!timeText.empty() && (timeText.back() == ' ' || timeText.back() == '\r')) {
-        timeText.remove_suffix(1);
-    }
-    return true;
-}
-
-std::string Replayer::rangeDetail(const std::array<double, kColumnCount>& values) const {
+// What the library would refuse in the row, by its default accepted ranges (a
+// configuration does not change them); "" when nothing.
+std::string Replayer::rangeProblem(const LogRow& row) const {
     for (const auto& in : kInputColumns) {
-        const auto v = static_cast<float>(values[in.column]);
-        if (std::isnan(v)) return fmt::format("{} is not a number (NaN)", kColumnNames[in.column]);
-        // The library's default accepted range; a configuration does not change it.
+        if (!row.has(in.role)) continue;
+        const auto v = static_cast<float>(row.value[in.role]);
+        if (std::isnan(v))
+            return fmt::format("{} is not a number (NaN)", format_.columnName(in.role));
         const float min = kInputMinimum[inputIndex(in.id)];
         const float max = kInputMaximum[inputIndex(in.id)];
         if (v < min || v > max) {
-            return fmt::format("{} {} is outside {:g} .. {:g}", kColumnNames[in.column],
-                               values[in.column], min, max);
+            return fmt::format("{} {:g} is outside {:g} .. {:g}", format_.columnName(in.role),
+                               row.value[in.role], min, max);
         }
     }
-    return "a value is outside its accepted range";
+    return "";
 }
 
 void Replayer::track(const OutputSample& s, int64_t ns) {
@@ -307,10 +283,32 @@ bool Replayer::sleeping(int64_t ns) const {
     return ns < wake;
 }
 
-void Replayer::processRow(const std::array<double, kColumnCount>& values, int64_t ns,
-                          std::string_view timeText, OutputBuffer& out) {
+void Replayer::appendTime(const LogRow& row, fmt::memory_buffer& buf) const {
+    if (row.timeInSeconds) {
+        buf.append(row.timeText);  // as the log wrote it
+        return;
+    }
+    // Seconds from nanoseconds, exactly: the integer part, then the fraction's digits.
+    const int64_t whole = row.ns / 1000000000, fraction = row.ns % 1000000000;
+    const bool negative = row.ns < 0;
+    fmt::format_to(std::back_inserter(buf), "{}{}", negative && whole == 0 ? "-" : "", whole);
+    if (fraction != 0) {
+        std::string digits = fmt::format("{:09d}", fraction < 0 ? -fraction : fraction);
+        while (digits.back() == '0') digits.pop_back();
+        fmt::format_to(std::back_inserter(buf), ".{}", digits);
+    }
+}
+
+void Replayer::processRow(const LogRow& row, OutputBuffer& out) {
+    const int64_t ns = row.ns;
     if (sleeping(ns)) {
-        ++report_.beforePlannedCall;
+        // A device would have slept through the row, but a reading it would refuse
+        // still counts as a bad row: the summary must not hide them.
+        if (const std::string problem = rangeProblem(row); !problem.empty()) {
+            badRow("out of range", problem);
+        } else {
+            ++report_.beforePlannedCall;
+        }
         return;
     }
     SensorSettings settings{};
@@ -327,8 +325,8 @@ void Replayer::processRow(const std::array<double, kColumnCount>& values, int64_
     std::array<InputSample, 5> inputs{};
     uint8_t n = 0;
     for (const auto& in : kInputColumns) {
-        if ((settings.input_mask >> (in.id - 1)) & 1u) {
-            inputs[n++] = InputSample{ns, static_cast<float>(values[in.column]), 1, in.id, {0, 0}};
+        if (((settings.input_mask >> (in.id - 1)) & 1u) && row.has(in.role)) {
+            inputs[n++] = InputSample{ns, static_cast<float>(row.value[in.role]), 1, in.id, {0, 0}};
         }
     }
     if (o_.temperatureOffset && ((settings.input_mask >> (IN_TEMPERATURE - 1)) & 1u)) {
@@ -339,9 +337,9 @@ void Replayer::processRow(const std::array<double, kColumnCount>& values, int64_
     const int32_t status = vorn_do_steps(inputs.data(), n, outputs.data(), &count);
     if (status < 0) {
         const char* reason = status == RC_E_INPUT_RANGE ? "out of range" : statusName(status);
-        badRow(reason,
-               fmt::format("{} [{}]", status == RC_E_INPUT_RANGE ? rangeDetail(values) : "refused",
-                           describeStatus(status)));
+        const std::string problem = rangeProblem(row);
+        badRow(reason, fmt::format("{} [{}]", problem.empty() ? "refused" : problem,
+                                   describeStatus(status)));
         return;
     }
     if (status != RC_OK) ++report_.doStepsWarnings[status];
@@ -354,7 +352,7 @@ void Replayer::processRow(const std::array<double, kColumnCount>& values, int64_
         byId[outputs[i].id] = &outputs[i];
     }
     auto& buf = out.buffer();
-    buf.append(timeText);
+    appendTime(row, buf);
     for (const uint8_t id : o_.outputs) {
         const OutputSample* s = byId[id];
         if (s == nullptr) {
@@ -378,53 +376,40 @@ void Replayer::writeHeader(OutputBuffer& out) {
     buf.push_back('\n');
 }
 
-void Replayer::run() {
+void Replayer::run(LogReader& reader, FILE* csv) {
     path_ = o_.log == "-" ? "<stdin>" : o_.log;
-    LineReader reader(o_.log);
-    columns_ = readHeader(reader, path_);
-    for (const size_t c : columns_) minFields_ = std::max(minFields_, c + 1);
-
-    FILE* csv = o_.output == "-" ? stdout : std::fopen(o_.output.c_str(), "wb");
-    if (csv == nullptr) throw ToolError("cannot create '" + o_.output + "'");
-    struct Closer {
-        FILE* f;
-        ~Closer() {
-            if (f != stdout) std::fclose(f);
-        }
-    } closer{csv};
     OutputBuffer out(csv);
     writeHeader(out);
-    Progress progress(o_.progress && isatty(fileno(stderr)) != 0, reader.totalBytes());
+    Progress progress(o_.progress && isatty(fileno(stderr)) != 0, reader.lines().totalBytes());
 
-    std::string_view line;
-    std::array<double, kColumnCount> values{};
-    std::string_view timeText;
+    LogRow row;
+    std::string problem;
     constexpr uint64_t kProgressEvery = 1u << 16;
-    while (reader.next(line)) {
+    while (!interrupted() && reader.next(row, problem)) {
         line_ = reader.lineNumber();
-        if (line.empty()) continue;
         ++report_.rows;
         if ((report_.rows & (kProgressEvery - 1)) == 0) {
-            progress.update(reader.bytesConsumed(), report_.steps);
+            progress.update(reader.lines().bytesConsumed(), report_.steps);
         }
-        if (!parseRow(line, values, timeText)) continue;
-        const double seconds = values[kTime];
-        if (!(std::fabs(seconds) <= kMaxAbsTimeSeconds)) {
-            badRow("time out of range", fmt::format("time_s {} is not a usable time", seconds));
+        if (!problem.empty()) {
+            badRow("unreadable", problem);
             continue;
         }
-        const auto ns = static_cast<int64_t>(std::llround(seconds * kNsPerSecond));
-        if (haveTime_ && ns <= lastNs_) {
+        for (uint8_t r = kTemperature; r < kRoleCount; ++r) {
+            report_.missingReadings[r] += (row.missing >> r) & 1u;
+        }
+        if (haveTime_ && row.ns <= lastNs_) {
             badRow("time not advancing",
-                   fmt::format("time_s {} {} the previous row's", timeText,
-                               ns == lastNs_ ? "repeats" : "goes back behind"));
+                   fmt::format("{} {} {} the previous row's", format_.columnName(kTime),
+                               row.timeText, row.ns == lastNs_ ? "repeats" : "goes back behind"));
             continue;
         }
-        if (!haveTime_) report_.firstNs = ns;
+        if (row.ns == 0) ++report_.zeroTimeRows;
+        if (!haveTime_) report_.firstNs = row.ns;
         haveTime_ = true;
-        lastNs_ = ns;
-        report_.lastNs = ns;
-        processRow(values, ns, timeText, out);
+        lastNs_ = row.ns;
+        report_.lastNs = row.ns;
+        processRow(row, out);
     }
     out.flush();
 }
@@ -451,32 +436,245 @@ uint64_t ReplayReport::badRowCount() const {
     return total;
 }
 
-ReplayReport replay(const ReplayOptions& options, FILE* diagnostics) {
-    const auto start = std::chrono::steady_clock::now();
-    if (options.outputs.empty()) throw ToolError("no output chosen");
-    ReplayReport report;
+std::optional<double> parseRate(const std::string& text) {
+    if (text == "auto") return std::nullopt;
+    const auto bad = [&] {
+        return ToolError(
+            fmt::format("--rate '{}': give auto, a rate in Hz (0.33333), a fraction "
+                        "(1/300) or a period (300s)",
+                        text));
+    };
+    double value = 0;
+    std::string_view t = text;
+    if (const size_t slash = t.find('/'); slash != std::string_view::npos) {
+        double num = 0, den = 0;
+        if (!parseNumber(t.substr(0, slash), num) || !parseNumber(t.substr(slash + 1), den) ||
+            !(den > 0)) {
+            throw bad();
+        }
+        value = num / den;
+    } else if (t.ends_with('s')) {
+        double period = 0;
+        if (!parseNumber(t.substr(0, t.size() - 1), period) || !(period > 0)) throw bad();
+        value = 1.0 / period;
+    } else if (!parseNumber(t, value)) {
+        throw bad();
+    }
+    if (!std::isfinite(value) || value < 0) throw bad();
+    return value;
+}
+
+namespace {
+
+// The library starts over, with the configuration and the state given.
+void setUp(const ReplayOptions& options) {
     vorn_init();
     if (!options.configIn.empty()) importBlob(options.configIn, true);
     if (!options.stateIn.empty()) importBlob(options.stateIn, false);
+}
+
+// The median spacing of the first rows, read ahead from a file (stdin cannot be read
+// twice: 0 then).
+int64_t medianSpacing(const ReplayOptions& options, bool pressureRequired) {
+    if (options.log == "-") return 0;
+    LogFormat format(options.format);
+    LogReader reader(options.log, format, pressureRequired);
+    std::vector<int64_t> gaps;
+    LogRow row;
+    std::string problem;
+    int64_t last = 0;
+    bool have = false;
+    while (gaps.size() < 64 && reader.next(row, problem)) {
+        if (!problem.empty()) continue;
+        if (have && row.ns > last) gaps.push_back(row.ns - last);
+        have = true;
+        last = row.ns;
+    }
+    if (gaps.empty()) return 0;
+    std::nth_element(gaps.begin(), gaps.begin() + gaps.size() / 2, gaps.end());
+    return gaps[gaps.size() / 2];
+}
+
+std::string rateText(uint32_t interval) {
+    const double seconds = interval / kIntervalUnitsPerSecond;
+    return seconds >= 1 ? fmt::format("1/{:g} Hz", seconds) : fmt::format("{:g} Hz", 1 / seconds);
+}
+
+// The rate to subscribe at: --rate auto from the log's spacing; a given rate as it
+// is when the library takes it, else snapped to an interval within 1 % that it takes.
+float chooseRate(const ReplayOptions& options, const std::vector<uint8_t>& ids,
+                 ReplayReport& report) {
+    const std::optional<double> asked = parseRate(options.rate);
+    if (!asked) {
+        const int64_t spacing = report.medianSpacingNs;
+        const double spacingS = static_cast<double>(spacing) / kNsPerSecond;
+        const bool dense = spacing != 0 && spacing <= 3000000000LL;
+        const uint16_t interval = spacing == 0 || dense ? kDenseInterval : kSparseInterval;
+        report.rateReason =
+            spacing == 0 ? "the log's spacing is unknown (stdin); the host layer's plan"
+            : dense
+                ? fmt::format("rows every {:g} s fit a call every 3 s", spacingS)
+                : fmt::format("rows every {:g} s are too sparse for a call every 3 s", spacingS);
+        return rateOfInterval(interval);
+    }
+    const auto rate = static_cast<float>(*asked);
+    if (trySubscribe(ids, rate) == RC_OK) return rate;
+    // Intervals the library takes, nearest first, within 1 % of the one asked for.
+    const double wanted = *asked > 0 ? kIntervalUnitsPerSecond / *asked : 0;
+    std::vector<uint32_t> allowed;
+    for (uint32_t interval = 1; interval < 65535; ++interval) {
+        if (trySubscribe(ids, rateOfInterval(interval)) == RC_OK) allowed.push_back(interval);
+    }
+    const auto nearest = std::min_element(allowed.begin(), allowed.end(), [&](auto a, auto b) {
+        return std::fabs(a - wanted) < std::fabs(b - wanted);
+    });
+    if (nearest != allowed.end() && std::fabs(*nearest - wanted) <= 0.01 * wanted) {
+        report.rateReason =
+            fmt::format("--rate {} snapped to {}", options.rate, rateText(*nearest));
+        return rateOfInterval(*nearest);
+    }
+    std::string list;
+    for (const uint32_t interval : allowed) {
+        list += fmt::format("{}{} ({:g} s)", list.empty() ? "" : ", ", rateText(interval),
+                            interval / kIntervalUnitsPerSecond);
+    }
+    throw ToolError(fmt::format(
+        "the library refuses --rate {} for these outputs [{}]; the rates "
+        "it takes for them: {}",
+        options.rate, describeStatus(trySubscribe(ids, rate)), list.empty() ? "none" : list));
+}
+
+// The outputs are written to "<name>.part" next to their place and renamed into
+// place only when the run ends well, so a failed run leaves no half-written file under
+// the real name; every one is created before the work starts.
+class OutputFiles {
+public:
+    explicit OutputFiles(const ReplayOptions& o) {
+        for (const std::string* path : {&o.output, &o.stateOut, &o.configOut}) {
+            if (path->empty() || *path == "-") continue;
+            refuseTheLog(o.log, *path);
+            const std::string part = *path + ".part";
+            FILE* f = std::fopen(part.c_str(), "wb");
+            if (f == nullptr) throw ToolError("cannot create '" + *path + "'");
+            if (path == &o.output) {
+                csv_ = f;
+            } else {
+                std::fclose(f);
+            }
+            files_.push_back({part, *path});
+        }
+    }
+    ~OutputFiles() {
+        if (csv_ != nullptr) std::fclose(csv_);
+        if (!committed_) {
+            for (const auto& [part, final] : files_) std::remove(part.c_str());
+        }
+    }
+    OutputFiles(const OutputFiles&) = delete;
+    OutputFiles& operator=(const OutputFiles&) = delete;
+
+    FILE* csv() const { return csv_ != nullptr ? csv_ : stdout; }
+    // Where to write `path` until commit().
+    std::string staging(const std::string& path) const {
+        for (const auto& [part, final] : files_) {
+            if (final == path) return part;
+        }
+        return path;
+    }
+    void commit() {
+        if (csv_ != nullptr && std::fclose(std::exchange(csv_, nullptr)) != 0) {
+            throw ToolError("cannot write the outputs CSV");
+        }
+        for (const auto& [part, final] : files_) {
+            if (std::rename(part.c_str(), final.c_str()) != 0) {
+                throw ToolError("cannot move '" + part + "' to '" + final + "'");
+            }
+        }
+        committed_ = true;
+    }
+
+private:
+    static void refuseTheLog(const std::string& log, const std::string& path) {
+        struct stat a {
+        }, b{};
+        if (log != "-" && ::stat(log.c_str(), &a) == 0 && ::stat(path.c_str(), &b) == 0 &&
+            a.st_dev == b.st_dev && a.st_ino == b.st_ino) {
+            throw ToolError(
+                fmt::format("'{}' is the log being replayed: writing to it would "
+                            "destroy it; choose another output file",
+                            path));
+        }
+    }
+    std::vector<std::pair<std::string, std::string>> files_;  // (staging, final)
+    FILE* csv_ = nullptr;
+    bool committed_ = false;
+};
+
+// Drops the pressure pass-through from the default outputs of a log without pressure.
+ReplayOptions withoutUnmeasurable(const ReplayOptions& options, bool hasPressure, FILE* diag) {
+    ReplayOptions o = options;
+    if (hasPressure || !contains(o.outputs, OUT_PASSTHROUGH_PRESSURE)) return o;
+    std::erase(o.outputs, static_cast<uint8_t>(OUT_PASSTHROUGH_PRESSURE));
+    fmt::print(diag,
+               "note: the log has no pressure column: passthrough_pressure is not "
+               "replayed\n");
+    return o;
+}
+
+}  // namespace
+
+ReplayReport replay(const ReplayOptions& options, FILE* diagnostics) {
+    const auto start = std::chrono::steady_clock::now();
+    if (options.outputs.empty()) throw ToolError("no output chosen");
+    parseRate(options.rate);  // a bad --rate stops the run before any file is touched
+    const bool pressureRequired =
+        options.outputsGiven && contains(options.outputs, OUT_PASSTHROUGH_PRESSURE);
+    LogFormat format(options.format);
+    LogReader reader(options.log, format, pressureRequired);
+    const ReplayOptions o = withoutUnmeasurable(options, format.hasColumn(kPressure), diagnostics);
+    OutputFiles files(o);
+    ReplayReport report;
+    report.medianSpacingNs = medianSpacing(o, pressureRequired);
+
     bool flagsAdded = false;
-    subscribe(subscriptionIds(options, flagsAdded), options.rateHz);
-    report.iaqSubscribed = contains(options.outputs, OUT_IAQ_INDEX);
-    report.flagsTracked = contains(options.outputs, OUT_ACCUMULATED_TIME_FLAG) || flagsAdded;
+    const std::vector<uint8_t> ids = subscriptionIds(o, flagsAdded);
+    setUp(o);
+    report.rateHz = chooseRate(o, ids, report);
+    setUp(o);  // probing a rate may have subscribed
+    subscribe(ids, report.rateHz);
+    if (!report.rateReason.empty()) {
+        fmt::print(
+            diagnostics, "rate: {} ({})\n",
+            rateText(static_cast<uint32_t>(std::lround(kIntervalUnitsPerSecond / report.rateHz))),
+            report.rateReason);
+    }
+    report.iaqSubscribed = contains(o.outputs, OUT_IAQ_INDEX);
+    report.flagsTracked = contains(o.outputs, OUT_ACCUMULATED_TIME_FLAG) || flagsAdded;
 
-    Replayer(options, diagnostics, report).run();
+    gInterrupted = 0;
+    auto* previousInt = std::signal(SIGINT, onInterrupt);
+    auto* previousTerm = std::signal(SIGTERM, onInterrupt);
+    Replayer(o, format, diagnostics, report).run(reader, files.csv());
+    std::signal(SIGINT, previousInt);
+    std::signal(SIGTERM, previousTerm);
+    report.interrupted = interrupted();
 
-    if (!options.stateOut.empty()) exportBlob(options.stateOut, false);
-    if (!options.configOut.empty()) exportBlob(options.configOut, true);
+    if (!o.stateOut.empty()) exportBlob(files.staging(o.stateOut), o.stateOut, false);
+    if (!o.configOut.empty()) exportBlob(files.staging(o.configOut), o.configOut, true);
+    files.commit();
     report.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return report;
 }
 
 void printSummary(const ReplayOptions& options, const ReplayReport& r, FILE* out) {
-    fmt::print(out, "Replay summary\n");
+    fmt::print(out, "Replay summary{}\n", r.interrupted ? " (interrupted)" : "");
     fmt::print(out, "  log               {}: {} rows spanning {}\n",
                options.log == "-" ? "<stdin>" : options.log, r.rows,
                duration(r.lastNs - r.firstNs));
+    fmt::print(out, "  rate              {}{}\n",
+               rateText(static_cast<uint32_t>(std::lround(kIntervalUnitsPerSecond / r.rateHz))),
+               r.rateReason.empty() ? "" : " (" + r.rateReason + ")");
     fmt::print(out,
                "  steps             {} processed; rows skipped: {} before the planned call, {} "
                "not asked for\n",
@@ -494,6 +692,33 @@ void printSummary(const ReplayOptions& options, const ReplayReport& r, FILE* out
                                 statusName(code), count);
     }
     fmt::print(out, "  warnings          {}\n", warnings.empty() ? "none" : warnings);
+    const uint64_t deviations = r.sensorControlWarnings.contains(RC_W_CALL_TIME_DEVIATION)
+                                    ? r.sensorControlWarnings.at(RC_W_CALL_TIME_DEVIATION)
+                                    : 0;
+    if (deviations * 10 > r.steps + r.notAsked && r.medianSpacingNs > 0) {
+        const double spacing = static_cast<double>(r.medianSpacingNs) / kNsPerSecond;
+        fmt::print(out,
+                   "  spacing           more than a tenth of the calls missed the plan: the log's "
+                   "rows are {:g} s apart, the plan every {:g} s; --rate {} would fit\n",
+                   spacing, 1.0 / r.rateHz, spacing <= 3 ? "1/3" : "1/300");
+    }
+    std::string missing;
+    for (uint8_t role = kTemperature; role < kRoleCount; ++role) {
+        if (r.missingReadings[role] == 0) continue;
+        missing += fmt::format("{}{} {}", missing.empty() ? "" : ", ", r.missingReadings[role],
+                               kRoleNames[role]);
+    }
+    if (!missing.empty()) {
+        fmt::print(out, "  missing readings  {} (marked missing: the rest of the row was used)\n",
+                   missing);
+    }
+    if (r.zeroTimeRows != 0) {
+        fmt::print(
+            out,
+            "  time 0            {} row(s) at time 0, which the library reads as \"no sample "
+            "yet\": a first sample at 0 is not taken\n",
+            r.zeroTimeRows);
+    }
     if (r.iaqSubscribed) {
         const double share = r.iaqSteps == 0 ? 0.0
                                              : 100.0 * static_cast<double>(r.iaqSteps3) /
@@ -503,7 +728,10 @@ void printSummary(const ReplayOptions& options, const ReplayReport& r, FILE* out
     } else {
         fmt::print(out, "  IAQ accuracy 3    not tracked (iaq_index not subscribed)\n");
     }
-    fmt::print(out, "  accumulated flag  {}\n", after(r.accumulatedFlagNs, r.flagsTracked));
+    fmt::print(out, "  accumulated flag  {}{}\n", after(r.accumulatedFlagNs, r.flagsTracked),
+               r.accumulatedFlagNs == 0 ? " (at once: the default requirement is 0 s; see "
+                                          "status_tracker.accumulated_time_required)"
+                                        : "");
     fmt::print(out, "  continuous flag   {}{}\n", after(r.continuousFlagNs, r.flagsTracked),
                r.continuousFlagLosses == 0
                    ? ""

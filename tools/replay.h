@@ -4,6 +4,7 @@
 // step) and writes every output as CSV, with a summary of how the run went.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -11,14 +12,18 @@
 #include <string>
 #include <vector>
 
+#include "log_format.h"
+
 namespace vorn::tools {
 
 struct ReplayOptions {
     std::string log;           // raw log CSV, "-" for stdin
     std::string output = "-";  // outputs CSV, "-" for stdout
     std::string configIn, stateIn, configOut, stateOut;
+    LogFormatOptions format;       // columns, delimiter, times, units, missing markers
     std::vector<uint8_t> outputs;  // output identifiers, ascending
-    float rateHz = 0.33333f;       // 1/3 Hz: the interval 300 (3 s)
+    bool outputsGiven = false;     // chosen by the user, not the default list
+    std::string rate = "auto";     // "auto", Hz ("0.0033333"), a fraction ("1/300") or "300s"
     std::optional<float> temperatureOffset;
     bool strict = false;
     bool progress = true;  // shown only when stderr is a terminal
@@ -26,12 +31,17 @@ struct ReplayOptions {
 };
 
 struct ReplayReport {
-    uint64_t rows = 0;                        // data rows read
-    uint64_t steps = 0;                       // processing steps run
-    uint64_t beforePlannedCall = 0;           // rows a device would have slept through
-    uint64_t notAsked = 0;                    // rows at which the library asked for no measurement
-    uint64_t outputRows = 0;                  // rows written to the outputs CSV
-    std::map<std::string, uint64_t> badRows;  // by reason
+    uint64_t rows = 0;               // data rows read
+    uint64_t steps = 0;              // processing steps run
+    uint64_t beforePlannedCall = 0;  // rows a device would have slept through
+    uint64_t notAsked = 0;           // rows at which the library asked for no measurement
+    uint64_t zeroTimeRows = 0;       // rows at time 0 ("no sample yet" to the library)
+    std::array<uint64_t, kRoleCount> missingReadings{};  // by role: given as a missing marker
+    float rateHz = 0.0f;                                 // the rate the outputs ran at
+    std::string rateReason;                              // how it was chosen
+    int64_t medianSpacingNs = 0;                         // of the first rows; 0 when unknown
+    uint64_t outputRows = 0;                             // rows written to the outputs CSV
+    std::map<std::string, uint64_t> badRows;             // by reason
     std::map<int32_t, uint64_t> sensorControlWarnings;
     std::map<int32_t, uint64_t> doStepsWarnings;
     int64_t firstNs = 0, lastNs = 0;
@@ -42,9 +52,14 @@ struct ReplayReport {
     bool iaqSubscribed = false, flagsTracked = false;
     float finalIaq = 0.0f;
     int finalIaqAccuracy = -1;
-    double seconds = 0.0;  // wall time of the whole replay
+    bool interrupted = false;  // stopped by SIGINT or SIGTERM
+    double seconds = 0.0;      // wall time of the whole replay
     uint64_t badRowCount() const;
 };
+
+// Parses --rate: "auto" gives nullopt; Hz, a fraction ("1/300") or a period
+// ("300s"). Throws ToolError naming the text.
+std::optional<double> parseRate(const std::string& text);
 
 // Runs the replay. Throws ToolError for problems that stop it (unreadable files, a
 // refused blob or subscription, a bad row with --strict).

@@ -154,7 +154,7 @@ TEST_F(Cli, HelpVersionAndBadRowsSkippedWithLineNumbers) {
           "3,21,100000,40,50000\n6,21,100000,forty,50000\n9,21,100000,40\n"
           "12,21,100000,140,50000\n15,nan,100000,40,50000\n"
           "12,21,100000,40,50000\n18,21,100000,40,50000");  // and no final newline
-    const auto r = vorn("replay log.csv -o out.csv");
+    const auto r = vorn("replay log.csv --rate 1/3 -o out.csv");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     for (const char* part :
          {"log.csv:3: humidity_pct 'forty' is not a number", "log.csv:4: 4 fields",
