@@ -329,7 +329,7 @@ void LogFormat::resolve(std::string_view firstLine, const std::string& path,
         minFields_ = std::max(minFields_, column_[r] + 1);
         names_[r] = header_ && column_[r] < names.size() && !trim(names[column_[r]]).empty()
                         ? std::string(trim(names[column_[r]]))
-                        : fmt::format("column {}", column_[r] + 1);
+                        : fmt::format("{} (column {})", kRoleNames[r], column_[r] + 1);
     }
 }
 

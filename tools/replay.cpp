@@ -201,6 +201,7 @@ private:
     bool sleeping(int64_t ns) const;
     void track(const OutputSample& s, int64_t ns);
     void appendTime(const LogRow& row, fmt::memory_buffer& buf) const;
+    void lookAtUnits(const LogRow& row);
 
     const ReplayOptions& o_;
     const LogFormat& format_;
@@ -212,9 +213,42 @@ private:
     int64_t lastNs_ = 0;
     float lastContinuous_ = 0.0f;
     static constexpr int64_t kNoPlan = INT64_MIN;
-    int64_t lastPlanNs_ = kNoPlan;  // time of the last sensor-control call that planned
-    int64_t plannedNs_ = 0;         // the next call it planned
+    int64_t lastPlanNs_ = kNoPlan;             // time of the last sensor-control call that planned
+    int64_t plannedNs_ = 0;                    // the next call it planned
+    static constexpr size_t kUnitSample = 10;  // rows looked at for units that seem wrong
+    std::array<std::vector<double>, kRoleCount> sample_;
 };
+
+// After the first rows, one hint per reading whose values look like another unit:
+// a log in hPa or kOhm often lies inside the accepted ranges and would pass silently.
+void Replayer::lookAtUnits(const LogRow& row) {
+    for (uint8_t r = kTemperature; r < kRoleCount; ++r) {
+        if (row.has(static_cast<Role>(r)) && sample_[r].size() < kUnitSample) {
+            sample_[r].push_back(row.value[r]);
+        }
+    }
+    if (sample_[kTemperature].size() + sample_[kGas].size() != 2 * kUnitSample) return;
+    for (uint8_t r = kTemperature; r < kRoleCount; ++r) {
+        auto& v = sample_[r];
+        if (v.empty()) continue;
+        std::nth_element(v.begin(), v.begin() + v.size() / 2, v.end());
+        const double median = v[v.size() / 2];
+        const double largest = *std::max_element(v.begin(), v.end());
+        const char* hint =
+            r == kPressure && median >= 300 && median <= 1200 ? "hPa? add --units pressure=hpa"
+            : r == kPressure && median >= 30 && median <= 120 ? "kPa? add --units pressure=kpa"
+            : r == kHumidity && largest <= 1.0  ? "a fraction? add --units humidity=fraction"
+            : r == kTemperature && median > 200 ? "kelvin? add --units temperature=k"
+            : r == kTemperature && median > 50  ? "degrees Fahrenheit? add --units temperature=f"
+            : r == kGas && median < 1000        ? "kOhm? add --units gas=kohm"
+                                                : nullptr;
+        if (hint != nullptr) {
+            fmt::print(diag_, "hint: {} values around {:g} look like {}\n",
+                       format_.columnName(static_cast<Role>(r)), median, hint);
+        }
+    }
+    sample_[kTemperature].push_back(0);  // looked at: never again
+}
 
 void Replayer::badRow(const char* reason, const std::string& detail) {
     ++report_.badRows[reason];
@@ -405,6 +439,7 @@ void Replayer::run(LogReader& reader, FILE* csv) {
             continue;
         }
         if (row.ns == 0) ++report_.zeroTimeRows;
+        if (sample_[kTemperature].size() <= kUnitSample) lookAtUnits(row);
         if (!haveTime_) report_.firstNs = row.ns;
         haveTime_ = true;
         lastNs_ = row.ns;
@@ -550,25 +585,15 @@ float chooseRate(const ReplayOptions& options, const std::vector<uint8_t>& ids,
 class OutputFiles {
 public:
     explicit OutputFiles(const ReplayOptions& o) {
-        for (const std::string* path : {&o.output, &o.stateOut, &o.configOut}) {
-            if (path->empty() || *path == "-") continue;
-            refuseTheLog(o.log, *path);
-            const std::string part = *path + ".part";
-            FILE* f = std::fopen(part.c_str(), "wb");
-            if (f == nullptr) throw ToolError("cannot create '" + *path + "'");
-            if (path == &o.output) {
-                csv_ = f;
-            } else {
-                std::fclose(f);
-            }
-            files_.push_back({part, *path});
+        try {
+            create(o);
+        } catch (...) {
+            removeStaging();
+            throw;
         }
     }
     ~OutputFiles() {
-        if (csv_ != nullptr) std::fclose(csv_);
-        if (!committed_) {
-            for (const auto& [part, final] : files_) std::remove(part.c_str());
-        }
+        if (!committed_) removeStaging();
     }
     OutputFiles(const OutputFiles&) = delete;
     OutputFiles& operator=(const OutputFiles&) = delete;
@@ -594,6 +619,25 @@ public:
     }
 
 private:
+    void create(const ReplayOptions& o) {
+        for (const std::string* path : {&o.output, &o.stateOut, &o.configOut}) {
+            if (path->empty() || *path == "-") continue;
+            refuseTheLog(o.log, *path);
+            const std::string part = *path + ".part";
+            FILE* f = std::fopen(part.c_str(), "wb");
+            if (f == nullptr) throw ToolError("cannot create '" + *path + "'");
+            if (path == &o.output) {
+                csv_ = f;
+            } else {
+                std::fclose(f);
+            }
+            files_.push_back({part, *path});
+        }
+    }
+    void removeStaging() {
+        if (csv_ != nullptr) std::fclose(std::exchange(csv_, nullptr));
+        for (const auto& [part, final] : files_) std::remove(part.c_str());
+    }
     static void refuseTheLog(const std::string& log, const std::string& path) {
         struct stat a {
         }, b{};
@@ -697,10 +741,16 @@ void printSummary(const ReplayOptions& options, const ReplayReport& r, FILE* out
                                     : 0;
     if (deviations * 10 > r.steps + r.notAsked && r.medianSpacingNs > 0) {
         const double spacing = static_cast<double>(r.medianSpacingNs) / kNsPerSecond;
+        const double sparsest = kSparseInterval / kIntervalUnitsPerSecond;
         fmt::print(out,
                    "  spacing           more than a tenth of the calls missed the plan: the log's "
-                   "rows are {:g} s apart, the plan every {:g} s; --rate {} would fit\n",
-                   spacing, 1.0 / r.rateHz, spacing <= 3 ? "1/3" : "1/300");
+                   "rows are {:g} s apart, the plan every {:g} s; {}\n",
+                   spacing, 1.0 / r.rateHz,
+                   spacing > sparsest
+                       ? fmt::format("no plan is that sparse (at most every {:g} s), so every "
+                                     "call is late and the IAQ accuracy will not rise",
+                                     sparsest)
+                       : fmt::format("--rate {} would fit", spacing <= 3 ? "1/3" : "1/300"));
     }
     std::string missing;
     for (uint8_t role = kTemperature; role < kRoleCount; ++role) {

@@ -2,6 +2,7 @@
 // files the others wrote, and one table of refusals (bad arguments, files and values),
 // each of which must fail and name what was wrong; `simulate` and `config set` then
 // write nothing.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
 #include "vorn/version.h"
 #include "vorn/vorn.h"
@@ -228,6 +230,112 @@ TEST_F(Cli, RefusalsNameWhatWasWrongAndWriteNothing) {
     EXPECT_TRUE(json.exitCode == 1 && has(json.out, "\"valid\": false") &&
                 has(json.out, "RC_E_BLOB_CRC"))
         << json.out;
+}
+
+// Everything after the time column: the same outputs whatever the log's time format.
+std::string afterTime(const std::string& csv) {
+    std::string out;
+    std::istringstream lines(csv);
+    for (std::string line; std::getline(lines, line);) out += line.substr(line.find(',')) + "\n";
+    return out;
+}
+
+// A log in another layout, delimiter, time format or unit, read with the options
+// that describe it, gives the canonical log's outputs exactly.
+TEST_F(Cli, ReplayReadsOtherLayoutsTimesAndUnits) {
+    std::string canonical = "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n";
+    std::string semicolon =
+        "\xEF\xBB\xBF\"time\";\"temp\";\"pressure\";\"rh\";\"gas\"\n# comment\n";
+    std::string bare = "KIT v2 metadata line\n", iso = "t,temperature,humidity,gas,pressure\n";
+    std::string units = canonical;
+    for (int i = 1; i <= 40; ++i) {
+        const int gas = 50000 + 1000 * (i % 7);
+        canonical += fmt::format("{},21,100000,40,{}\n", 3 * i, gas);
+        semicolon += fmt::format("\"{}\";21;100000;40;\"{}\"\n", 3 * i, gas);
+        bare += fmt::format("{}000000000,40,{}.{:03d},1000,21\n", 3 * i, gas / 1000, gas % 1000);
+        iso += fmt::format("2024-03-01 00:{:02d}:{:02d}+01:00,21,40,{},100000\n", 3 * i / 60,
+                           3 * i % 60, gas);
+        units += fmt::format("{}000,69.8,100,0.4,{}\n", 3 * i, gas / 1e6);
+    }
+    write("canonical.csv", canonical), write("semicolon.csv", semicolon), write("bare.csv", bare);
+    write("iso.csv", iso), write("units.csv", units);
+    const std::string outputs =
+        " --rate 1/3 --outputs iaq_index,compensated_temperature,"
+        "passthrough_gas,passthrough_pressure -o ";
+    ASSERT_EQ(vorn("replay canonical.csv" + outputs + "want.csv").exitCode, 0);
+    const std::pair<const char*, const char*> cases[] = {
+        {"semicolon.csv", ""},
+        {"bare.csv",
+         "--skip-lines 1 --no-header --time-unit ns --units gas=kohm,pressure=hpa "
+         "--columns time=1,humidity=2,gas=3,pressure=4,temperature=5"},
+        {"iso.csv", "--columns time=t --time-zone +02:00"},
+        {"units.csv",
+         "--time-unit ms --units temperature=f,pressure=kpa,humidity=fraction,gas=mohm"},
+    };
+    for (const auto& [log, options] : cases) {
+        const auto r = vorn(std::string("replay ") + log + " " + options + outputs + "got.csv");
+        EXPECT_EQ(r.exitCode, 0) << log << "\n" << r.err;
+        EXPECT_EQ(afterTime(read("got.csv")), afterTime(read("want.csv"))) << log;
+    }
+    EXPECT_TRUE(has(read("got.csv"), "\n3,")) << "times in ms are written in seconds";
+    // Unconverted units are hinted at, never guessed.
+    const auto hinted = vorn(
+        "replay bare.csv --skip-lines 1 --no-header --time-unit ns "
+        "--columns time=1,humidity=2,gas=3,pressure=4,temperature=5 -o x.csv");
+    EXPECT_TRUE(has(hinted.err, "pressure (column 4) values around 1000 look like hPa?") &&
+                has(hinted.err, "look like kOhm? add --units gas=kohm"))
+        << hinted.err;
+}
+
+TEST_F(Cli, ReplayRatesMissingValuesAndSafety) {
+    std::string sparse = "time_s,temperature_c,humidity_pct,gas_ohm\n";  // no pressure
+    for (int i = 1; i <= 720; ++i)
+        sparse += fmt::format("{},21,40,{}\n", 20 * i, i < 4 ? -1 : 50000);
+    write("sparse.csv", sparse);
+    ASSERT_EQ(vorn("simulate --days 0.02 -o dense.csv").exitCode, 0);
+    const auto picked = vorn("replay sparse.csv --missing -1 -o a.csv");
+    EXPECT_TRUE(picked.exitCode == 0 && has(picked.err, "rate: 1/300 Hz (rows every 20 s") &&
+                has(picked.out, "warnings          none") &&
+                has(picked.out, "missing readings  3 gas") && !has(read("a.csv"), "pressure"))
+        << picked.err << picked.out;
+    const std::pair<const char*, const char*> rates[] = {
+        // --rate, what stderr or the summary says
+        {"1/300", "rate              1/300 Hz"},
+        {"300s", "rate              1/300 Hz"},
+        {"0.003333", "--rate 0.003333 snapped to 1/300 Hz"},
+        {"0.5", "the rates it takes for them: "},
+        {"fast", "--rate 'fast': give auto"},
+    };
+    for (const auto& [rate, says] : rates) {
+        const auto r = vorn(std::string("replay sparse.csv --missing -1 -o b.csv --rate ") + rate);
+        EXPECT_TRUE(has(r.out + r.err, says)) << rate << "\n" << r.out << r.err;
+    }
+    const std::string dense = read("dense.csv");
+    write("bad.csv", "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n3,21,1e5,140,5e4\n");
+    const std::tuple<const char*, int, bool> safety[] = {
+        // arguments, exit status, outputs CSV written
+        {"replay dense.csv -o dense.csv", 1, false},                      // the log itself
+        {"replay dense.csv -o ./dense.csv --state-out s.dat", 1, false},  // by another path
+        {"replay dense.csv -o out.csv --state-out no/such/dir/s.dat", 1, false},
+        {"replay bad.csv -o out.csv", 1, true},  // no row usable: said, and the exit status
+        {"replay dense.csv -o out.csv --strict --rate 1/300", 0, true},
+    };
+    for (const auto& [args, status, written] : safety) {
+        const auto r = vorn(args);
+        EXPECT_EQ(r.exitCode, status) << args << "\n" << r.err;
+        EXPECT_EQ(read("dense.csv"), dense) << args;
+        EXPECT_EQ(fs::exists(path("out.csv")), written) << args;
+        EXPECT_FALSE(fs::exists(path("out.csv.part")) || fs::exists(path("s.dat"))) << args;
+        fs::remove(path("out.csv"));
+    }
+    // Interrupted: the summary is marked, the state written, exit 130.
+    ASSERT_EQ(vorn("simulate --days 30 -o long.csv").exitCode, 0);
+    const auto stopped = vorn(
+        "replay long.csv -o out.csv --state-out s.dat > run.txt & "
+        "sleep 0.2; kill -INT $!; wait $!");
+    EXPECT_TRUE(stopped.exitCode == 130 && has(read("run.txt"), "Replay summary (interrupted)") &&
+                fs::exists(path("s.dat")))
+        << stopped.exitCode << stopped.out << stopped.err;
 }
 
 }  // namespace
