@@ -57,7 +57,10 @@ struct ReplayArgs {
 
 void addReplay(CLI::App& app, ReplayArgs& a) {
     auto* cmd = app.add_subcommand("replay", "Run a raw log through the library as a device would");
-    cmd->add_option("log", a.options.log, "Raw log CSV ('-': stdin)")->required();
+    cmd->add_option("logs", a.options.logs,
+                    "Raw log CSV ('-': stdin); several logs of one sensor are replayed in time "
+                    "order, the learnt state carried from one to the next")
+        ->required();
     cmd->add_option("-o,--output", a.options.output, "Outputs CSV ('-': stdout)")
         ->capture_default_str();
     cmd->add_option("--outputs", a.outputs,
@@ -167,14 +170,17 @@ int runReplay(ReplayArgs& rep, bool offsetGiven, bool outputsGiven) {
     rep.options.outputsGiven = outputsGiven;
     rep.options.progress = !rep.noProgress;
     if (offsetGiven) rep.options.temperatureOffset = rep.offset;
-    const ReplayReport report = replay(rep.options, stderr);
+    const std::vector<ReplayReport> reports = replay(rep.options, stderr);
+    const ReplayReport all = reports.size() == 1 ? reports.front() : overall(reports);
     if (!rep.quiet) {
-        printSummary(rep.options, report, rep.options.output == "-" ? stderr : stdout);
+        FILE* out = rep.options.output == "-" ? stderr : stdout;
+        for (const ReplayReport& r : reports) printSummary(r, out);
+        if (reports.size() > 1) printSummary(all, out);
     }
-    if (report.interrupted) return 130;
-    if (report.steps == 0) {
-        fmt::print(stderr, "error: no row of '{}' could be used ({} rows read)\n", rep.options.log,
-                   report.rows);
+    if (all.interrupted) return 130;
+    if (all.steps == 0) {
+        fmt::print(stderr, "error: no row of {} could be used ({} rows read)\n",
+                   reports.size() == 1 ? "'" + all.log + "'" : all.log, all.rows);
         return 1;
     }
     return 0;

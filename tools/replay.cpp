@@ -191,7 +191,7 @@ public:
              ReplayReport& report)
         : o_(o), format_(format), diag_(diagnostics), report_(report) {}
 
-    void run(LogReader& reader, FILE* csv);
+    void run(LogReader& reader, FILE* csv, bool header);
 
 private:
     void writeHeader(OutputBuffer& out);
@@ -410,10 +410,10 @@ void Replayer::writeHeader(OutputBuffer& out) {
     buf.push_back('\n');
 }
 
-void Replayer::run(LogReader& reader, FILE* csv) {
+void Replayer::run(LogReader& reader, FILE* csv, bool header) {
     path_ = o_.log == "-" ? "<stdin>" : o_.log;
     OutputBuffer out(csv);
-    writeHeader(out);
+    if (header) writeHeader(out);
     Progress progress(o_.progress && isatty(fileno(stderr)) != 0, reader.lines().totalBytes());
 
     LogRow row;
@@ -501,11 +501,24 @@ std::optional<double> parseRate(const std::string& text) {
 
 namespace {
 
-// The library starts over, with the configuration and the state given.
-void setUp(const ReplayOptions& options) {
+// The library starts over, with the configuration and the state given, or the
+// state carried over from the previous log.
+void setUp(const ReplayOptions& options, const std::vector<uint8_t>* carried) {
     vorn_init();
     if (!options.configIn.empty()) importBlob(options.configIn, true);
-    if (!options.stateIn.empty()) importBlob(options.stateIn, false);
+    if (carried != nullptr) {
+        std::vector<uint8_t> work(kToolWorkBytes);
+        const int32_t status = vorn_set_state(
+            carried->data(), static_cast<uint32_t>(carried->size()), work.data(), kToolWorkBytes);
+        if (status != RC_OK)
+            throw ToolError("the library refuses its own state: " + describeStatus(status));
+    } else if (!options.stateIn.empty()) {
+        importBlob(options.stateIn, false);
+    }
+}
+
+uint32_t intervalOf(float rateHz) {
+    return static_cast<uint32_t>(std::lround(kIntervalUnitsPerSecond / rateHz));
 }
 
 // The median spacing of the first rows, read ahead from a file (stdin cannot be read
@@ -532,7 +545,7 @@ int64_t medianSpacing(const ReplayOptions& options, bool pressureRequired) {
 
 std::string rateText(uint32_t interval) {
     const double seconds = interval / kIntervalUnitsPerSecond;
-    return seconds >= 1 ? fmt::format("1/{:g} Hz", seconds) : fmt::format("{:g} Hz", 1 / seconds);
+    return seconds > 1 ? fmt::format("1/{:g} Hz", seconds) : fmt::format("{:g} Hz", 1 / seconds);
 }
 
 // The rate to subscribe at: --rate auto from the log's spacing; a given rate as it
@@ -622,7 +635,7 @@ private:
     void create(const ReplayOptions& o) {
         for (const std::string* path : {&o.output, &o.stateOut, &o.configOut}) {
             if (path->empty() || *path == "-") continue;
-            refuseTheLog(o.log, *path);
+            for (const std::string& log : o.logs) refuseTheLog(log, *path);
             const std::string part = *path + ".part";
             FILE* f = std::fopen(part.c_str(), "wb");
             if (f == nullptr) throw ToolError("cannot create '" + *path + "'");
@@ -667,57 +680,163 @@ ReplayOptions withoutUnmeasurable(const ReplayOptions& options, bool hasPressure
 
 }  // namespace
 
-ReplayReport replay(const ReplayOptions& options, FILE* diagnostics) {
-    const auto start = std::chrono::steady_clock::now();
-    if (options.outputs.empty()) throw ToolError("no output chosen");
-    parseRate(options.rate);  // a bad --rate stops the run before any file is touched
-    const bool pressureRequired =
-        options.outputsGiven && contains(options.outputs, OUT_PASSTHROUGH_PRESSURE);
-    LogFormat format(options.format);
-    LogReader reader(options.log, format, pressureRequired);
-    const ReplayOptions o = withoutUnmeasurable(options, format.hasColumn(kPressure), diagnostics);
-    OutputFiles files(o);
-    ReplayReport report;
-    report.medianSpacingNs = medianSpacing(o, pressureRequired);
+namespace {
 
+// The state the library holds, to carry into the next log.
+std::vector<uint8_t> currentState() {
+    std::vector<uint8_t> blob(kToolWorkBytes), work(kToolWorkBytes);
+    uint32_t size = 0;
+    if (vorn_get_state(0, blob.data(), kToolWorkBytes, work.data(), kToolWorkBytes, &size) !=
+        RC_OK) {
+        throw ToolError("the library cannot export its state to carry it to the next log");
+    }
+    blob.resize(size);
+    return blob;
+}
+
+// The time of a log's first usable row; refuses a log without one.
+int64_t firstTime(const ReplayOptions& o, bool pressureRequired) {
+    LogFormat format(o.format);
+    LogReader reader(o.log, format, pressureRequired);
+    LogRow row;
+    std::string problem;
+    while (reader.next(row, problem)) {
+        if (problem.empty()) return row.ns;
+    }
+    throw ToolError(fmt::format("'{}' holds no usable row", o.log));
+}
+
+// The logs of one sensor in time order (one log, and stdin, as given).
+std::vector<ReplayOptions> inTimeOrder(const ReplayOptions& options, bool pressureRequired) {
+    std::vector<std::pair<int64_t, ReplayOptions>> logs;
+    for (const std::string& log : options.logs) {
+        ReplayOptions o = options;
+        o.log = log;
+        const int64_t first = options.logs.size() > 1 ? firstTime(o, pressureRequired) : 0;
+        logs.emplace_back(first, std::move(o));
+    }
+    std::stable_sort(logs.begin(), logs.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<ReplayOptions> out;
+    for (auto& [first, o] : logs) out.push_back(std::move(o));
+    return out;
+}
+
+// One log: the library restarted as a device would (configuration, then the state
+// given or carried over from the previous log), the rate chosen, every row replayed.
+ReplayReport replayOne(const ReplayOptions& o, const std::vector<uint8_t>* carried, bool first,
+                       FILE* csv, FILE* diagnostics) {
+    const auto start = std::chrono::steady_clock::now();
+    const bool pressureRequired = o.outputsGiven && contains(o.outputs, OUT_PASSTHROUGH_PRESSURE);
+    LogFormat format(o.format);
+    LogReader reader(o.log, format, pressureRequired);
+    ReplayReport report;
+    report.log = o.log == "-" ? "<stdin>" : o.log;
+    report.medianSpacingNs = medianSpacing(o, pressureRequired);
     bool flagsAdded = false;
     const std::vector<uint8_t> ids = subscriptionIds(o, flagsAdded);
-    setUp(o);
+    setUp(o, carried);
     report.rateHz = chooseRate(o, ids, report);
-    setUp(o);  // probing a rate may have subscribed
+    setUp(o, carried);  // probing a rate may have subscribed
     subscribe(ids, report.rateHz);
-    if (!report.rateReason.empty()) {
-        fmt::print(
-            diagnostics, "rate: {} ({})\n",
-            rateText(static_cast<uint32_t>(std::lround(kIntervalUnitsPerSecond / report.rateHz))),
-            report.rateReason);
-    }
+    fmt::print(diagnostics, "rate: {} ({})\n", rateText(intervalOf(report.rateHz)),
+               report.rateReason.empty() ? "as asked" : report.rateReason);
     report.iaqSubscribed = contains(o.outputs, OUT_IAQ_INDEX);
     report.flagsTracked = contains(o.outputs, OUT_ACCUMULATED_TIME_FLAG) || flagsAdded;
-
-    gInterrupted = 0;
-    auto* previousInt = std::signal(SIGINT, onInterrupt);
-    auto* previousTerm = std::signal(SIGTERM, onInterrupt);
-    Replayer(o, format, diagnostics, report).run(reader, files.csv());
-    std::signal(SIGINT, previousInt);
-    std::signal(SIGTERM, previousTerm);
+    Replayer(o, format, diagnostics, report).run(reader, csv, first);
     report.interrupted = interrupted();
-
-    if (!o.stateOut.empty()) exportBlob(files.staging(o.stateOut), o.stateOut, false);
-    if (!o.configOut.empty()) exportBlob(files.staging(o.configOut), o.configOut, true);
-    files.commit();
     report.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return report;
 }
 
-void printSummary(const ReplayOptions& options, const ReplayReport& r, FILE* out) {
+// Every log must have the columns the outputs need: drop the pressure pass-through
+// from the default outputs when one has no pressure column.
+ReplayOptions forAllLogs(const ReplayOptions& options, FILE* diagnostics) {
+    const bool pressureRequired =
+        options.outputsGiven && contains(options.outputs, OUT_PASSTHROUGH_PRESSURE);
+    bool hasPressure = true;
+    for (const std::string& log : options.logs) {
+        if (log == "-") continue;  // read once only: its columns are resolved when replayed
+        LogFormat format(options.format);
+        LogReader reader(log, format, pressureRequired);
+        hasPressure = hasPressure && format.hasColumn(kPressure);
+    }
+    return withoutUnmeasurable(options, hasPressure, diagnostics);
+}
+
+}  // namespace
+
+std::vector<ReplayReport> replay(const ReplayOptions& options, FILE* diagnostics) {
+    if (options.outputs.empty()) throw ToolError("no output chosen");
+    if (options.logs.empty()) throw ToolError("no log given");
+    if (options.logs.size() > 1 &&
+        std::find(options.logs.begin(), options.logs.end(), "-") != options.logs.end()) {
+        throw ToolError("stdin ('-') can only be replayed alone: it cannot be read twice");
+    }
+    parseRate(options.rate);  // a bad --rate stops the run before any file is touched
+    const ReplayOptions o = forAllLogs(options, diagnostics);
+    OutputFiles files(o);
+    const bool pressureRequired = o.outputsGiven && contains(o.outputs, OUT_PASSTHROUGH_PRESSURE);
+    std::vector<ReplayReport> reports;
+    std::vector<uint8_t> carried;
+
+    gInterrupted = 0;
+    auto* previousInt = std::signal(SIGINT, onInterrupt);
+    auto* previousTerm = std::signal(SIGTERM, onInterrupt);
+    for (const ReplayOptions& log : inTimeOrder(o, pressureRequired)) {
+        if (!reports.empty() && firstTime(log, pressureRequired) <= reports.back().lastNs) {
+            throw ToolError(
+                fmt::format("'{}' starts before '{}' ends: give the logs of one "
+                            "sensor, which do not overlap",
+                            log.log, reports.back().log));
+        }
+        reports.push_back(replayOne(log, reports.empty() ? nullptr : &carried, reports.empty(),
+                                    files.csv(), diagnostics));
+        if (interrupted()) break;
+        carried = currentState();
+    }
+    std::signal(SIGINT, previousInt);
+    std::signal(SIGTERM, previousTerm);
+
+    if (!o.stateOut.empty()) exportBlob(files.staging(o.stateOut), o.stateOut, false);
+    if (!o.configOut.empty()) exportBlob(files.staging(o.configOut), o.configOut, true);
+    files.commit();
+    return reports;
+}
+
+ReplayReport overall(const std::vector<ReplayReport>& reports) {
+    ReplayReport all = reports.front();
+    all.log = fmt::format("{} logs", reports.size());
+    for (size_t i = 1; i < reports.size(); ++i) {
+        const ReplayReport& r = reports[i];
+        all.rows += r.rows, all.steps += r.steps, all.beforePlannedCall += r.beforePlannedCall;
+        all.notAsked += r.notAsked, all.outputRows += r.outputRows;
+        all.zeroTimeRows += r.zeroTimeRows, all.iaqSteps += r.iaqSteps;
+        all.iaqSteps3 += r.iaqSteps3, all.continuousFlagLosses += r.continuousFlagLosses;
+        for (size_t k = 0; k < kRoleCount; ++k) all.missingReadings[k] += r.missingReadings[k];
+        for (const auto& [k, n] : r.badRows) all.badRows[k] += n;
+        for (const auto& [k, n] : r.sensorControlWarnings) all.sensorControlWarnings[k] += n;
+        for (const auto& [k, n] : r.doStepsWarnings) all.doStepsWarnings[k] += n;
+        const auto shift = [&](const std::optional<int64_t>& t) {
+            return t ? std::optional<int64_t>(*t + r.firstNs - all.firstNs) : std::nullopt;
+        };
+        if (!all.iaqAccuracy3Ns) all.iaqAccuracy3Ns = shift(r.iaqAccuracy3Ns);
+        if (!all.accumulatedFlagNs) all.accumulatedFlagNs = shift(r.accumulatedFlagNs);
+        if (!all.continuousFlagNs) all.continuousFlagNs = shift(r.continuousFlagNs);
+        all.lastNs = r.lastNs, all.finalIaq = r.finalIaq, all.finalIaqAccuracy = r.finalIaqAccuracy;
+        all.interrupted = all.interrupted || r.interrupted;
+        all.seconds += r.seconds;
+        if (r.rateHz != all.rateHz) all.rateReason = "per log";
+    }
+    return all;
+}
+
+void printSummary(const ReplayReport& r, FILE* out) {
     fmt::print(out, "Replay summary{}\n", r.interrupted ? " (interrupted)" : "");
-    fmt::print(out, "  log               {}: {} rows spanning {}\n",
-               options.log == "-" ? "<stdin>" : options.log, r.rows,
+    fmt::print(out, "  log               {}: {} rows spanning {}\n", r.log, r.rows,
                duration(r.lastNs - r.firstNs));
-    fmt::print(out, "  rate              {}{}\n",
-               rateText(static_cast<uint32_t>(std::lround(kIntervalUnitsPerSecond / r.rateHz))),
+    fmt::print(out, "  rate              {}{}\n", rateText(intervalOf(r.rateHz)),
                r.rateReason.empty() ? "" : " (" + r.rateReason + ")");
     fmt::print(out,
                "  steps             {} processed; rows skipped: {} before the planned call, {} "

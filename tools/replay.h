@@ -17,8 +17,9 @@
 namespace vorn::tools {
 
 struct ReplayOptions {
-    std::string log;           // raw log CSV, "-" for stdin
-    std::string output = "-";  // outputs CSV, "-" for stdout
+    std::vector<std::string> logs;  // raw logs of one sensor, replayed in time order; "-": stdin
+    std::string log;                // the one being replayed
+    std::string output = "-";       // outputs CSV, "-" for stdout
     std::string configIn, stateIn, configOut, stateOut;
     LogFormatOptions format;       // columns, delimiter, times, units, missing markers
     std::vector<uint8_t> outputs;  // output identifiers, ascending
@@ -31,6 +32,7 @@ struct ReplayOptions {
 };
 
 struct ReplayReport {
+    std::string log;                 // as named in messages
     uint64_t rows = 0;               // data rows read
     uint64_t steps = 0;              // processing steps run
     uint64_t beforePlannedCall = 0;  // rows a device would have slept through
@@ -63,8 +65,14 @@ std::optional<double> parseRate(const std::string& text);
 
 // Runs the replay. Throws ToolError for problems that stop it (unreadable files, a
 // refused blob or subscription, a bad row with --strict).
-ReplayReport replay(const ReplayOptions& options, FILE* diagnostics);
+// Several logs are replayed in the order of their first time stamps as a device that
+// restarts between them: the learnt state is exported at the end of one and imported
+// into a fresh library at the start of the next. One report per log.
+std::vector<ReplayReport> replay(const ReplayOptions& options, FILE* diagnostics);
 
-void printSummary(const ReplayOptions& options, const ReplayReport& report, FILE* out);
+// The reports of several logs as one.
+ReplayReport overall(const std::vector<ReplayReport>& reports);
+
+void printSummary(const ReplayReport& report, FILE* out);
 
 }  // namespace vorn::tools

@@ -187,7 +187,7 @@ TEST_F(Cli, RefusalsNameWhatWasWrongAndWriteNothing) {
         {"simulate --interval abc -o out.csv", "--interval = abc"},
         {"simulate --faults gaps,smoke -o out.csv", "unknown fault 'smoke'"},
         {"simulate --bogus -o out.csv", "--bogus"},
-        {"replay", "log is required"},
+        {"replay", "logs is required"},
         {"replay missing.csv -o out.csv", "cannot open"},
         {"replay empty.csv -o out.csv", "is empty"},
         {"replay nogas.csv -o out.csv", "no column 'gas_ohm'"},
@@ -328,6 +328,16 @@ TEST_F(Cli, ReplayRatesMissingValuesAndSafety) {
         EXPECT_FALSE(fs::exists(path("out.csv.part")) || fs::exists(path("s.dat"))) << args;
         fs::remove(path("out.csv"));
     }
+    // Several logs of one sensor: in time order, the learnt state carried across.
+    const size_t half = dense.find('\n', dense.size() / 2) + 1;
+    const std::string header = dense.substr(0, dense.find('\n') + 1);
+    write("first.csv", dense.substr(0, half)), write("second.csv", header + dense.substr(half));
+    const auto chained = vorn("replay second.csv first.csv -o out.csv --outputs iaq_index");
+    EXPECT_TRUE(chained.exitCode == 0 && has(chained.out, "log               2 logs: ") &&
+                chained.out.find("first.csv") < chained.out.find("second.csv"))
+        << chained.out << chained.err;
+    EXPECT_TRUE(has(vorn("replay first.csv first.csv -o x.csv").err, "starts before"));
+    fs::remove(path("out.csv"));
     // Interrupted: the summary is marked, the state written, exit 130.
     ASSERT_EQ(vorn("simulate --days 30 -o long.csv").exitCode, 0);
     const auto stopped = vorn(
