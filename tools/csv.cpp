@@ -30,7 +30,8 @@ LineReader::LineReader(const std::string& path)
     : file_(path == "-" ? stdin : std::fopen(path.c_str(), "rb")),
       owned_(path != "-"),
       path_(path),
-      buffer_(kChunkBytes) {
+      buffer_(new char[kChunkBytes]),
+      capacity_(kChunkBytes) {
     if (file_ == nullptr) {
         throw ToolError("cannot open '" + path + "': " + std::strerror(errno));
     }
@@ -47,15 +48,15 @@ LineReader::~LineReader() {
 bool LineReader::refill() {
     if (eof_) return false;
     if (begin_ > 0) {
-        std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+        std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
         end_ -= begin_;
         begin_ = 0;
     }
-    if (end_ == buffer_.size()) {
+    if (end_ == capacity_) {
         throw ToolError("'" + path_ + "': line " + std::to_string(lineNumber_ + 1) +
-                        " is longer than " + std::to_string(buffer_.size()) + " bytes");
+                        " is longer than " + std::to_string(capacity_) + " bytes");
     }
-    const size_t n = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
+    const size_t n = std::fread(buffer_.get() + end_, 1, capacity_ - end_, file_);
     if (n == 0) {
         if (std::ferror(file_)) {
             throw ToolError("cannot read '" + path_ + "': " + std::strerror(errno));
@@ -69,7 +70,7 @@ bool LineReader::refill() {
 
 bool LineReader::next(std::string_view& line) {
     while (true) {
-        const char* start = buffer_.data() + begin_;
+        const char* start = buffer_.get() + begin_;
         const auto* newline = static_cast<const char*>(std::memchr(start, '\n', end_ - begin_));
         if (newline != nullptr) {
             const auto length = static_cast<size_t>(newline - start);
@@ -83,7 +84,7 @@ bool LineReader::next(std::string_view& line) {
         if (!refill()) {
             if (begin_ == end_) return false;
             // The last line has no newline.
-            line = std::string_view(buffer_.data() + begin_, end_ - begin_);
+            line = std::string_view(buffer_.get() + begin_, end_ - begin_);
             if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
             consumed_ += end_ - begin_;
             begin_ = end_;
