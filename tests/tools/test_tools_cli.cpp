@@ -243,41 +243,58 @@ std::string afterTime(const std::string& csv) {
 // A log in another layout, delimiter, time format or unit, read with the options
 // that describe it, gives the canonical log's outputs exactly.
 TEST_F(Cli, ReplayReadsOtherLayoutsTimesAndUnits) {
+    const auto gasAt = [](int i) { return 50000 + 1000 * (i % 7); };
     std::string canonical = "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n";
     std::string semicolon =
         "\xEF\xBB\xBF\"time\";\"temp\";\"pressure\";\"rh\";\"gas\"\n# comment\n";
     std::string bare = "KIT v2 metadata line\n", iso = "t,temperature,humidity,gas,pressure\n";
-    std::string units = canonical;
     for (int i = 1; i <= 40; ++i) {
-        const int gas = 50000 + 1000 * (i % 7);
+        const int gas = gasAt(i);
         canonical += fmt::format("{},21,100000,40,{}\n", 3 * i, gas);
-        semicolon += fmt::format("\"{}\";21;100000;40;\"{}\"\n", 3 * i, gas);
+        semicolon += fmt::format("\"{}000\";21;100000;40;\"{}\"\n", 3 * i, gas);
         bare += fmt::format("{}000000000,40,{}.{:03d},1000,21\n", 3 * i, gas / 1000, gas % 1000);
         iso += fmt::format("2024-03-01 00:{:02d}:{:02d}+01:00,21,40,{},100000\n", 3 * i / 60,
                            3 * i % 60, gas);
-        units += fmt::format("{}000,69.8,100,0.4,{}\n", 3 * i, gas / 1e6);
     }
     write("canonical.csv", canonical), write("semicolon.csv", semicolon), write("bare.csv", bare);
-    write("iso.csv", iso), write("units.csv", units);
+    write("iso.csv", iso);
     const std::string outputs =
         " --rate 1/3 --outputs iaq_index,compensated_temperature,"
         "passthrough_gas,passthrough_pressure -o ";
     ASSERT_EQ(vorn("replay canonical.csv" + outputs + "want.csv").exitCode, 0);
-    const std::pair<const char*, const char*> cases[] = {
-        {"semicolon.csv", ""},
+    const auto same = [&](const std::string& log, const std::string& options) {
+        const auto r = vorn("replay " + log + " " + options + outputs + "got.csv");
+        EXPECT_EQ(r.exitCode, 0) << log << "\n" << r.err;
+        EXPECT_EQ(afterTime(read("got.csv")), afterTime(read("want.csv"))) << log << options;
+    };
+    const std::pair<const char*, const char*> formats[] = {
+        {"semicolon.csv", "--time-unit ms"},
         {"bare.csv",
          "--skip-lines 1 --no-header --time-unit ns --units gas=kohm,pressure=hpa "
          "--columns time=1,humidity=2,gas=3,pressure=4,temperature=5"},
         {"iso.csv", "--columns time=t --time-zone +02:00"},
-        {"units.csv",
-         "--time-unit ms --units temperature=f,pressure=kpa,humidity=fraction,gas=mohm"},
     };
-    for (const auto& [log, options] : cases) {
-        const auto r = vorn(std::string("replay ") + log + " " + options + outputs + "got.csv");
-        EXPECT_EQ(r.exitCode, 0) << log << "\n" << r.err;
-        EXPECT_EQ(afterTime(read("got.csv")), afterTime(read("want.csv"))) << log;
+    for (const auto& [log, options] : formats) same(log, options);
+    EXPECT_TRUE(has(read("got.csv"), "\n1709247603,"))
+        << "dates are written in seconds, their own zone before --time-zone";
+
+    struct Units {
+        const char *option, *temperature, *pressure, *humidity;
+        double ohmsPerUnit;
+    };
+    const Units units[] = {
+        {"temperature=f,pressure=kpa,humidity=fraction,gas=mohm", "69.8", "100", "0.4", 1e6},
+        {"temperature=k,pressure=hpa,humidity=percent,gas=kohm", "294.15", "1000", "40", 1e3},
+    };
+    for (const Units& u : units) {
+        std::string log = "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n";
+        for (int i = 1; i <= 40; ++i) {
+            log += fmt::format("{},{},{},{},{}\n", 3 * i, u.temperature, u.pressure, u.humidity,
+                               gasAt(i) / u.ohmsPerUnit);
+        }
+        write("units.csv", log);
+        same("units.csv", std::string("--units ") + u.option);
     }
-    EXPECT_TRUE(has(read("got.csv"), "\n3,")) << "times in ms are written in seconds";
     // Unconverted units are hinted at, never guessed.
     const auto hinted = vorn(
         "replay bare.csv --skip-lines 1 --no-header --time-unit ns "
