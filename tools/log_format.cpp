@@ -226,6 +226,7 @@ std::string parseDateTime(std::string_view text, int64_t zoneNs, int64_t& ns) {
     if (!rest.empty() && !zoneOffset(rest, zone)) return fmt::format("'{}' is no time zone", rest);
     const int64_t seconds =
         daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second;
+    if (seconds < -9200000000LL || seconds > 9200000000LL) return "a date beyond 1678..2261";
     ns = seconds * kNsPerSecond + fractionNs - zone;
     return "";
 }

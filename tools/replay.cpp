@@ -559,7 +559,8 @@ float chooseRate(const ReplayOptions& options, const std::vector<uint8_t>& ids,
         const bool dense = spacing != 0 && spacing <= 3000000000LL;
         const uint16_t interval = spacing == 0 || dense ? kDenseInterval : kSparseInterval;
         report.rateReason =
-            spacing == 0 ? "the log's spacing is unknown (stdin); the host layer's plan"
+            spacing == 0
+                ? "the log's spacing is unknown (stdin, or too few rows); the host layer's plan"
             : dense
                 ? fmt::format("rows every {:g} s fit a call every 3 s", spacingS)
                 : fmt::format("rows every {:g} s are too sparse for a call every 3 s", spacingS);
