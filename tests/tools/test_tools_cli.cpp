@@ -345,6 +345,10 @@ TEST_F(Cli, ReplayRatesMissingValuesAndSafety) {
         EXPECT_FALSE(fs::exists(path("out.csv.part")) || fs::exists(path("s.dat"))) << args;
         fs::remove(path("out.csv"));
     }
+    write("zero.csv",
+          "time_s,temperature_c,pressure_pa,humidity_pct,gas_ohm\n0,21,1e5,40,5e4\n"
+          "3,21,1e5,40,5e4\n");
+    EXPECT_TRUE(has(vorn("replay zero.csv -o z.csv").out, "1 row(s) at time 0"));
     // Several logs of one sensor: in time order, the learnt state carried across.
     const size_t half = dense.find('\n', dense.size() / 2) + 1;
     const std::string header = dense.substr(0, dense.find('\n') + 1);
