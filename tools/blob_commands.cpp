@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -317,11 +318,15 @@ size_t editDistance(std::string_view a, std::string_view b) {
 // within a third of the name's length), or the whole list when none is near.
 std::string unknownParameter(std::string_view name) {
     std::vector<std::pair<size_t, std::string>> near;
-    const std::string_view bare = name.substr(0, name.find('['));
+    std::string bare(name.substr(0, name.find('[')));
+    std::transform(bare.begin(), bare.end(), bare.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const bool sectionGiven = bare.find('.') != std::string::npos;
     for (const auto& s : sectionLayouts(BlobKind::Configuration)) {
         for (const auto& f : s.fields) {
             std::string full = fmt::format("{}.{}", s.name, f.name);
-            const size_t d = editDistance(bare, full);
+            // A name given without its section is compared with the field's own name.
+            const size_t d = editDistance(bare, sectionGiven ? std::string_view(full) : f.name);
             if (d <= std::max<size_t>(2, bare.size() / 3)) near.emplace_back(d, std::move(full));
         }
     }

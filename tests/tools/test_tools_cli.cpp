@@ -207,6 +207,7 @@ TEST_F(Cli, RefusalsNameWhatWasWrongAndWriteNothing) {
         {"config show good.dat", "is this a state blob?"},
         {"config set c.bin iaq.index_scal=3 -o out.bin", "did you mean 'iaq.index_scale'?"},
         {"config set c.bin frobnicate=3 -o out.bin", "valid names"},
+        {"config set c.bin Index_Scale=3 -o out.bin", "did you mean 'iaq.index_scale'?"},
         {"config set c.bin iaq.index_scale=abc -o out.bin", "not a whole number"},
         {"config set c.bin iaq.index_scale=1.5 -o out.bin", "not a whole number"},
         {"config set c.bin iaq.index_scale=70000 -o out.bin", "outside the range 1 .. 65535"},
