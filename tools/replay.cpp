@@ -637,7 +637,12 @@ private:
         for (const std::string* path : {&o.output, &o.stateOut, &o.configOut}) {
             if (path->empty() || *path == "-") continue;
             for (const std::string& log : o.logs) refuseTheLog(log, *path);
-            const std::string part = *path + ".part";
+            // A device or a pipe (/dev/null, a FIFO) is written in place: renaming a file
+            // over it would replace the device node itself.
+            struct stat existing {};
+            const bool inPlace =
+                ::stat(path->c_str(), &existing) == 0 && !S_ISREG(existing.st_mode);
+            const std::string part = inPlace ? *path : *path + ".part";
             FILE* f = std::fopen(part.c_str(), "wb");
             if (f == nullptr) throw ToolError("cannot create '" + *path + "'");
             if (path == &o.output) {
@@ -645,7 +650,7 @@ private:
             } else {
                 std::fclose(f);
             }
-            files_.push_back({part, *path});
+            if (!inPlace) files_.push_back({part, *path});
         }
     }
     void removeStaging() {
