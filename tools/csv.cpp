@@ -16,6 +16,8 @@ namespace {
 
 constexpr size_t kChunkBytes = size_t{8} << 20;
 
+}  // namespace
+
 std::string_view trim(std::string_view text) {
     while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
     while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r')) {
@@ -23,8 +25,6 @@ std::string_view trim(std::string_view text) {
     }
     return text;
 }
-
-}  // namespace
 
 LineReader::LineReader(const std::string& path)
     : file_(path == "-" ? stdin : std::fopen(path.c_str(), "rb")),

@@ -53,6 +53,9 @@ private:
 // found (which may exceed fields.size(): the rest are not stored).
 size_t splitFields(std::string_view line, std::span<std::string_view> fields);
 
+// Without leading and trailing blanks, tabs and a carriage return.
+std::string_view trim(std::string_view text);
+
 // Parses a decimal number (surrounding blanks allowed; "nan" and "inf" accepted, as
 // std::from_chars does). False when the text is no number.
 bool parseNumber(std::string_view text, double& value);

@@ -429,7 +429,7 @@ void Replayer::run(LogReader& reader, FILE* csv, bool header) {
             badRow("unreadable", problem);
             continue;
         }
-        for (uint8_t r = kTemperature; r < kRoleCount; ++r) {
+        for (uint8_t r = kTemperature; row.missing != 0 && r < kRoleCount; ++r) {
             report_.missingReadings[r] += (row.missing >> r) & 1u;
         }
         if (haveTime_ && row.ns <= lastNs_) {
